@@ -1,0 +1,296 @@
+/*
+ * nlscnv: character-encoding conversion library.
+ *
+ * This header is the whole C interface of libnlscnv.so. It compiles as C99
+ * and as C++; every function below has C linkage.
+ *
+ * Model
+ * -----
+ * Every conversion meets in the pivot encoding "ISO-10646-UCS-2": 16-bit
+ * Unicode code units in the machine's byte order, without a byte-order mark.
+ * All lengths and sizes are counted in bytes, also for UCS-2 and UCS-4 text.
+ * Encoding names are NUL-terminated byte strings, compared without regard to
+ * the case of ASCII letters; any alias the registry knows is accepted
+ * ("latin1", "us-ascii" and "iso-8859-1" all mean "ISO_8859-1:1987").
+ *
+ * Status codes
+ * ------------
+ *    1  success; for a conversion: all input consumed
+ *    2  the conversion stopped with input left over (output full); the rest
+ *       is held by the handle and drained with NLS_ConverterGetOverflow
+ *  -1002 an allocation failed
+ *  -1007 / -1008  a two-stage path exists but its first / second stage could
+ *       not be created
+ *  -1009 invalid argument: null handle or pointer, zero size, bad index
+ *  -1010 a mapping table of the converter is missing
+ *  -1014 no converter
+ *  -1015 an enumeration could not be created
+ *  -1016 no encoding recognised
+ *  -1301 no converter for the pair (no direct conversion, no two-stage path)
+ *  -1302 malformed input (UTF-7, modified UTF-7)
+ *  -1303 output exhausted (modified UTF-7 encoder)
+ *  -1304 sequence cut short / item did not fit (UTF-8)
+ *
+ * Failures that the library diagnoses also print one line to standard error:
+ * "assert: line N, file UNIT" followed by the BEL character. The call then
+ * returns its status; the library never aborts.
+ *
+ * Threads
+ * -------
+ * The library creates no threads. NLS_EncInitialize, NLS_EncTerminate and
+ * NLS_RegisterStaticLibrary change process-wide state without a lock and must
+ * not overlap any other call. A handle is used by one thread at a time. Give
+ * NLS_EncInitialize a MutexImplementation when several threads create
+ * converters or look up names at once.
+ */
+#ifndef NLSCNV_H
+#define NLSCNV_H
+
+#include <stdint.h>
+
+#if defined(__GNUC__)
+#define NLS_EXPORT __attribute__((visibility("default")))
+#else
+#define NLS_EXPORT
+#endif
+
+#ifdef __cplusplus
+class TEncodingConverter;
+class TAutoDetector;
+#else
+typedef struct TEncodingConverter TEncodingConverter;
+typedef struct TAutoDetector TAutoDetector;
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Opaque handles. A converter handle comes from NLS_NewEncodingConverter and
+ * is released with NLS_DeleteEncodingConverter; an enumeration handle comes
+ * from NLS_NewEncodingConverterEnumeration and is released with
+ * NLS_DeleteEncodingConverterEnumeration. Both must be released before
+ * NLS_EncTerminate. */
+typedef void* NLS_ConverterHandle;
+typedef void* NLS_EnumerationHandle;
+
+/* Mutex operations supplied by the host. The library copies the record; the
+ * host's record need not outlive NLS_EncInitialize. The mutex need not be
+ * recursive: the library never locks while it holds the lock. */
+typedef struct MutexImplementation {
+  void* context; /* handed unchanged to lock and unlock */
+  void (*lock)(void* context);
+  void (*unlock)(void* context);
+} MutexImplementation;
+
+/* A factory: creates one converter (or detector) with no arguments. The
+ * caller owns the result. */
+typedef TEncodingConverter* (*NLS_ConverterFactory)(void);
+typedef TAutoDetector* (*NLS_DetectorFactory)(void);
+
+/* One conversion provided by a factory. A list registered by the host ends
+ * with a record whose entryPointName is null. */
+typedef struct NLS_StaticConverterEntry {
+  const char* from;           /* canonical source encoding name */
+  const char* to;             /* canonical destination encoding name */
+  const char* entryPointName; /* name under which the factory is found */
+  NLS_ConverterFactory function;
+} NLS_StaticConverterEntry;
+
+/* Result of a detection. */
+typedef struct _NLS_AUTO_DETECT_RESULT {
+  const char* encoding; /* canonical name (a constant of the library) */
+  uint32_t confidence;  /* UTF-8: complete multi-byte sequences; else 1 */
+  int32_t reserved;     /* not written by the detection calls */
+  int32_t error;        /* 0 when the buffer fits the encoding */
+} _NLS_AUTO_DETECT_RESULT;
+
+/* ---- Initialisation --------------------------------------------------- */
+
+/* Installs the mutex (when not null), sets the data directory and builds the
+ * registry. The data directory is dataDirectory when neither null nor empty,
+ * else the environment variable QV_NLS_DATADIRECTORY when set and not empty,
+ * else the current directory; "conv30/" is always appended. The registry
+ * files encreg.txt, aliasreg.txt and javareg.txt and the converter libraries
+ * are read from there; missing files are not an error. Returns 1.
+ * Calling it is optional: the first call that needs the registry initialises
+ * the library with no mutex and no directory. */
+NLS_EXPORT int NLS_EncInitialize(const MutexImplementation* mutex, const char* dataDirectory);
+
+/* Destroys the registry, unloads every converter library and removes the
+ * mutex. Every handle must have been deleted before. Returns 1. */
+NLS_EXPORT int NLS_EncTerminate(void);
+
+/* ---- Converter handles ------------------------------------------------ */
+
+/* Creates a converter from `from` to `to`: a direct conversion when the
+ * registry has one, otherwise two stages that meet in UCS-2.
+ * Returns 1 and stores the handle in *out, or a negative status and stores
+ * null: -1009 (null argument), -1002, -1301 (no such conversion), -1007,
+ * -1008, or a converter's own failure such as -1010. */
+NLS_EXPORT int NLS_NewEncodingConverter(const char* from, const char* to, NLS_ConverterHandle* out);
+
+/* Destroys a converter handle and whatever input it still holds.
+ * Returns 1, or -1009 for a null handle. */
+NLS_EXPORT int NLS_DeleteEncodingConverter(NLS_ConverterHandle handle);
+
+/* Streams one piece of input through a handle.
+ * Writes at most dstSize bytes to dst: the output, then a terminator (a NUL
+ * byte, or a 16-bit zero for UCS-2 output) when it fits; *produced excludes
+ * the terminator. Returns 1 when all input was consumed; 2 when the output
+ * was full and the unconsumed input is held by the handle; a negative status
+ * on failure (the unconsumed input is held as well).
+ *
+ * The streaming loop:
+ *     for each piece of input:
+ *         st = NLS_ConvertStreamBuffer(h, piece, len, out, outSize, &n);
+ *         write n bytes of out
+ *         while (st == 2) {
+ *             NLS_GetConversionOverflowSize(h, &need);  -- grow out to need
+ *             st = NLS_ConverterGetOverflow(h, out, need, &n);
+ *             write n bytes of out
+ *         }
+ *     NLS_ResetEncodingConverter(h) between unrelated texts.
+ * A new piece given while input is still held replaces the held input, so
+ * drain before converting the next piece. Cut the input between characters:
+ * a piece that ends inside a multi-byte character leaves that character held
+ * (status 2 or a negative status such as -1304) and it is lost if the next
+ * piece is given before draining. A null out pointer gives -1009. */
+NLS_EXPORT int NLS_ConvertStreamBuffer(NLS_ConverterHandle handle, const unsigned char* src,
+                                       unsigned int srcLen, unsigned char* dst,
+                                       unsigned int dstSize, unsigned int* produced);
+
+/* *size = an output size (7 bytes per held input byte) that the next
+ * NLS_ConverterGetOverflow needs. Returns 1, or -1009. */
+NLS_EXPORT int NLS_GetConversionOverflowSize(NLS_ConverterHandle handle, unsigned int* size);
+
+/* Converts the input held by the handle into dst. Returns 1 when nothing is
+ * held any more, 2 when some is still held, -1009 (with a diagnostic line)
+ * for a null dst or dstSize 0, or a converter failure. */
+NLS_EXPORT int NLS_ConverterGetOverflow(NLS_ConverterHandle handle, unsigned char* dst,
+                                        unsigned int dstSize, unsigned int* produced);
+
+/* Drops held input and brings the converter back to its initial state.
+ * Returns 1, or -1009. */
+NLS_EXPORT int NLS_ResetEncodingConverter(NLS_ConverterHandle handle);
+
+/* Converted output is never held by a handle: *size is always 0 and
+ * NLS_GetConversionRem copies nothing (*count 0). Both return 1, or -1009. */
+NLS_EXPORT int NLS_GetConversionRemSize(NLS_ConverterHandle handle, unsigned int* size);
+NLS_EXPORT int NLS_GetConversionRem(NLS_ConverterHandle handle, unsigned char* dst,
+                                    unsigned int dstSize, unsigned int* count);
+
+/* Converts one whole buffer with a temporary converter. Returns 1 when all of
+ * src was converted; 2 when dst was too small (the rest of the input is lost:
+ * convert again with a buffer of NLS_GetResultBufferSize bytes); -1009 (with
+ * a diagnostic line) for a null pointer or dstSize 0; -1014 when no converter
+ * exists for the pair or none could be created; or a converter failure. */
+NLS_EXPORT int NLS_ConvertBuffer(const char* from, const char* to, const unsigned char* src,
+                                 unsigned int srcLen, unsigned char* dst, unsigned int dstSize,
+                                 unsigned int* produced);
+
+/* Output size, terminator included, that converting srcLen bytes from `from`
+ * to `to` may need; 0 when the pair cannot be converted. */
+NLS_EXPORT unsigned int NLS_GetResultBufferSize(const unsigned char* src, unsigned int srcLen,
+                                                const char* from, const char* to);
+
+/* 1 when a direct conversion or a two-stage path exists ("*" in either name
+ * matches any encoding), else 0. */
+NLS_EXPORT int NLS_EncodingConverterExists(const char* from, const char* to);
+
+/* Registers the host's own converters: a list of records ending with one
+ * whose entryPointName is null. The host keeps the list (and its strings)
+ * alive until NLS_EncTerminate. The names become canonical names; the
+ * conversions override built-in ones of the same pair. Not locked: must not
+ * overlap other calls. Returns 1, or -1009 (with a diagnostic line). */
+NLS_EXPORT int NLS_RegisterStaticLibrary(const NLS_StaticConverterEntry* list);
+
+/* ---- Enumeration and names -------------------------------------------- */
+
+/* Lists the conversions that match two patterns ("*" matches every name).
+ * For two plain names the list holds one item when a direct or two-stage
+ * conversion exists. Returns 1 (also for an empty list), or -1015. */
+NLS_EXPORT int NLS_NewEncodingConverterEnumeration(const char* from, const char* to,
+                                                   NLS_EnumerationHandle* out);
+NLS_EXPORT int NLS_DeleteEncodingConverterEnumeration(NLS_EnumerationHandle handle);
+NLS_EXPORT int NLS_CountEncodingConverters(NLS_EnumerationHandle handle, unsigned int* count);
+
+/* Copies item `index` (0 to count - 1): its source and destination names,
+ * each with its NUL, into buffers of at least 64 bytes. Returns 1, or -1009
+ * for a null handle or an index out of range. */
+NLS_EXPORT int NLS_GetEncodingConverterListItem(NLS_EnumerationHandle handle, unsigned int index,
+                                                char* fromBuffer, char* toBuffer);
+
+/* Canonical name of a name or alias; an unknown name is returned unchanged;
+ * "*" for null. The string belongs to the library until NLS_EncTerminate. */
+NLS_EXPORT const char* NLS_GetNormalizedEncodingName(const char* name);
+/* Canonical name registered for a Java encoding name, or null; "*" for null. */
+NLS_EXPORT const char* NLS_GetEncodingNameFromJava(const char* javaName);
+/* Java encoding name of a canonical name, or null; "*" for null. */
+NLS_EXPORT const char* NLS_GetJavaEncodingName(const char* name);
+
+/* ---- Detection -------------------------------------------------------- */
+
+/* Guesses the encoding of a byte buffer: "UTF-8" (confidence = number of
+ * multi-byte sequences) when it is well-formed UTF-8 with multi-byte content,
+ * else "Shift_JIS", "Extended_UNIX_Code_Packed_Format_for_Japanese" or
+ * "ISO-2022-JP" (confidence 1). Writes one result and *count = 1 and returns
+ * 1, or returns -1016 with *count = 0 and the result untouched. The fourth
+ * argument is reserved and not read. */
+NLS_EXPORT int NLS_DetectEncodingForBuffer(const unsigned char* buffer, unsigned int length,
+                                           _NLS_AUTO_DETECT_RESULT* result, unsigned int reserved,
+                                           unsigned int* count);
+/* Always reports "ISO_8859-1:1987" with confidence 1; reads neither the text
+ * nor the length nor the reserved argument. Returns 1. */
+NLS_EXPORT int NLS_DetectEncodingForUCS2(const void* text, unsigned int length,
+                                         _NLS_AUTO_DETECT_RESULT* result, unsigned int reserved,
+                                         unsigned int* count);
+
+/* Byte-pattern tests. isSJIS and isEUCJP answer 1 (only this encoding explains
+ * the buffer), 0 (ruled out) or -1 (undecided). detect_JCSID answers 515
+ * (ISO-2022-JP), 260 (Shift_JIS), 261 (EUC-JP), 1 (undecided) or 0. */
+NLS_EXPORT int isSJIS(const unsigned char* buffer, int length);
+NLS_EXPORT int isEUCJP(const unsigned char* buffer, int length);
+NLS_EXPORT int detect_JCSID(unsigned short defaultCSID, const unsigned char* buffer, int length);
+NLS_EXPORT void AutoDetect_UTF8(const unsigned char* buffer, unsigned int length,
+                                _NLS_AUTO_DETECT_RESULT* result);
+NLS_EXPORT void AutoDetect_JIS(const unsigned char* buffer, unsigned int length,
+                               _NLS_AUTO_DETECT_RESULT* result);
+
+/* ---- String utilities (system allocator: free what they return) ------- */
+
+NLS_EXPORT char* StrAllocCopy(char** destination, const char* source);
+NLS_EXPORT char* StrAllocCat(char** destination, const char* source);
+NLS_EXPORT int __strcmpi(const char* a, const char* b);
+NLS_EXPORT const char* NLS_GetString(void);
+NLS_EXPORT int PeekMetaCharsetTag(void);
+NLS_EXPORT int UCS2_To_Other(void);
+
+/* ---- Built-in factories ----------------------------------------------- */
+
+NLS_EXPORT TEncodingConverter* NEWLATIN1TOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOLATIN1ENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWMACROMANTOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOMACROMANENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUCS4TOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOUCS4ENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWEUCSTOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOEUCSENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUTF8TOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOUTF8ENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUTF7TOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOUTF7ENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWMODIFIEDUTF7TOUNICODEENCODINGCONVERTER(void);
+NLS_EXPORT TEncodingConverter* NEWUNICODETOMODIFIEDUTF7ENCODINGCONVERTER(void);
+NLS_EXPORT TAutoDetector* NEWUTF8ENCODINGDETECTOR(void);
+
+/* UTF-8 conversion tables. */
+NLS_EXPORT extern const signed char bytesFromUTF8[256];
+NLS_EXPORT extern const uint32_t offsetsFromUTF8[6];
+NLS_EXPORT extern const unsigned char firstByteMark[7];
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* NLSCNV_H */

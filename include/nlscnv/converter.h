@@ -1,0 +1,142 @@
+// Converter framework for C++ code: the converter base class, the mapping-table
+// descriptions of table-driven converters and the detector interface. Converter
+// libraries (lib<name>30.so) derive their converters from TEncodingConverter and
+// export factories with C linkage that return them.
+#ifndef NLSCNV_CONVERTER_H
+#define NLSCNV_CONVERTER_H
+
+#include <cstdint>
+
+#include "nlscnv.h"
+
+// ---- Mapping tables -------------------------------------------------------
+//
+// A mapping table is an array of 16-bit words: N (cell count), the offsets of
+// the format array, the cell array and the mapping array, then those arrays.
+// Cells are (first, last, value) triples; their 4-bit formats are packed four to
+// a word, the first cell of each group in the lowest bits. Format 0 maps a range
+// by offset, format 1 through the mapping array, format 2 a single code. 0xFFFD
+// means "not mapped".
+
+// One slot of a table set: a table id and the first bytes it handles.
+struct UnicodeTableSlot {
+  uint16_t tableId;  // 0 ends the used slots
+  uint8_t firstByte;
+  uint8_t lastByte;
+};
+
+// Static description of a converter's tables (up to four, tried in order).
+struct UnicodeTableSet {
+  uint16_t setId;
+  UnicodeTableSlot slots[4];
+};
+
+// One entry of a table list; a list ends with table id 0.
+struct UnicodeTableList {
+  uint16_t tableId;
+  const uint16_t* table;
+};
+
+// Table id to resource file names; ends with table id 0. Nothing reads the
+// files: a non-null resource map is what makes a converter load its tables.
+struct resourceMapTable {
+  uint16_t tableId;
+  const char* fromUnicodeNames[4];
+  const char* toUnicodeNames[4];
+};
+
+struct ShiftTable;  // byte-sequence scheme of a table slot (table engine)
+
+// Loaded form of a table set: three parallel groups of four slots.
+struct uTableSet {
+  const uint16_t* tables[4];
+  const ShiftTable* shiftTables[4];
+  UnicodeTableSlot slots[4];
+};
+
+extern "C" {
+NLS_EXPORT const uint16_t* FindUTable(unsigned short tableId, const UnicodeTableList* list);
+NLS_EXPORT const char* const* FindUTableName(unsigned short tableId, const resourceMapTable* map,
+                                             int fromUnicode);
+}
+
+// ---- Converter base class -------------------------------------------------
+//
+// Buffer contract of Convert(dst, dstLen, dstSize, src, srcLen, srcUsed):
+// writes at most dstSize bytes: the output, then a terminator (NUL byte, or a
+// 16-bit zero for UCS-2 output) that is left out when it does not fit. *dstLen
+// counts the output without terminator, *srcUsed the input consumed. Result 1:
+// all input consumed; 2: input left over; negative: a status code.
+class NLS_EXPORT TEncodingConverter {
+ public:
+  TEncodingConverter(const char* sourceName, const char* destinationName,
+                     const UnicodeTableSet* tableSet, const UnicodeTableList* fromUnicodeTables,
+                     const UnicodeTableList* toUnicodeTables, unsigned short csid,
+                     unsigned short sizeFactor, const resourceMapTable* resourceMap,
+                     unsigned int moduleRef, char fromUnicode);
+
+  // Virtual operations, in slot order.
+  virtual void Reset();
+  virtual ~TEncodingConverter();
+  // Destroys the converter (allocated with new by its factory).
+  virtual void ReleaseEncodingConverter();
+  // *size = size factor * srcLen + 2 (room for the terminator).
+  virtual void TargetBufferSize(const unsigned char* src, unsigned int srcLen, unsigned int* size);
+  virtual int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                      const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
+  virtual int GetStatus();
+  // The table engine: bytes to UCS-2 and UCS-2 to bytes through the loaded tables.
+  virtual int ConvertToUnicode(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                               const unsigned char* src, unsigned int srcLen,
+                               unsigned int* srcUsed);
+  virtual int ConvertFromUnicode(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                                 const unsigned char* src, unsigned int srcLen,
+                                 unsigned int* srcUsed);
+
+  // Table loading (the tables are constant data: unloading releases nothing).
+  int LoadUCS2TableSet(unsigned short csid, uTableSet* set, int fromUnicode);
+  void UnloadUCS2TableSet(uTableSet* set, int fromUnicode);
+  const uint16_t* LoadFromUCS2Table(unsigned short tableId);
+  const uint16_t* LoadToUCS2Table(unsigned short tableId);
+  void UnloadFromUCS2Table(unsigned short tableId);
+  void UnloadToUCS2Table(unsigned short tableId);
+
+  TEncodingConverter(const TEncodingConverter&) = delete;
+  TEncodingConverter& operator=(const TEncodingConverter&) = delete;
+
+ protected:
+  const UnicodeTableSet* fTableSet;
+  const UnicodeTableList* fToUnicodeTables;
+  const UnicodeTableList* fFromUnicodeTables;
+  uint16_t fCSID;
+  const char* fSourceName;
+  const char* fDestinationName;
+  uint32_t fModuleRef;
+  const resourceMapTable* fResourceMap;
+  uint16_t fSizeFactor;
+  char fFromUnicode;
+  uTableSet fFromUnicodeSet;
+  uTableSet fToUnicodeSet;
+  uint32_t fTableCount;
+  int32_t fStatus;
+};
+
+// ---- Detector interface ---------------------------------------------------
+
+class NLS_EXPORT TAutoDetector {
+ public:
+  TAutoDetector() = default;
+  TAutoDetector(const TAutoDetector&) = delete;
+  TAutoDetector& operator=(const TAutoDetector&) = delete;
+
+  // Virtual operations, in slot order.
+  virtual void ReleaseEncodingDetector() = 0;
+  // Writes the name of the encoding tested, with its NUL.
+  virtual void DetectorEncoding(char* name) = 0;
+  // Adds what the buffer shows to the caller's record.
+  virtual int DetectBufferEncoding(const char* buffer, unsigned int length,
+                                   _NLS_AUTO_DETECT_RESULT* result) = 0;
+  virtual ~TAutoDetector();
+};
+
+#endif  // NLSCNV_CONVERTER_H

@@ -1,0 +1,105 @@
+// Factories of the built-in converters. Every factory runs the same frame:
+// initialise the module once, allocate the converter, and hand out the pointer
+// through which it is driven (the base part for classes that hold
+// TEncodingConverter as a virtual base).
+#include "nlscnv/framework/builtin_module.h"
+
+#include <new>
+
+#include "nlscnv/converters/escaped_unicode_converters.h"
+#include "nlscnv/converters/latin1_converter.h"
+#include "nlscnv/converters/modified_utf7_converters.h"
+#include "nlscnv/converters/ucs4_converters.h"
+#include "nlscnv/converters/utf7_converters.h"
+#include "nlscnv/converters/utf8_converters.h"
+#include "nlscnv/detection/utf8_detector.h"
+#include "nlscnv/framework/builtin_tables.h"
+
+extern "C" {
+
+uint32_t gModuleRef = 0;
+
+void Init_ResModule(void) { gModuleRef = 1; }
+
+}  // extern "C"
+
+namespace {
+
+void EnterModule() {
+  if (gModuleRef == 0) Init_ResModule();
+}
+
+template <typename Converter>
+TEncodingConverter* MakeConverter() {
+  EnterModule();
+  Converter* converter = new (std::nothrow) Converter();
+  return converter == nullptr ? nullptr : static_cast<TEncodingConverter*>(converter);
+}
+
+TEncodingConverter* MakeLatin1(const char* from, const char* to, unsigned short sizeFactor,
+                               char fromUnicode) {
+  EnterModule();
+  return new (std::nothrow) TLatin1EncodingConverter(from, to, nullptr, nullptr, nullptr, 2,
+                                                     sizeFactor, nullptr, 0, fromUnicode);
+}
+
+TEncodingConverter* MakeMacRoman(const char* from, const char* to, unsigned short sizeFactor,
+                                 char fromUnicode) {
+  EnterModule();
+  return new (std::nothrow) TEncodingConverter(
+      from, to, &macromanunicodetableset, gStaticUnicodeFromTableList, gStaticUnicodeToTableList, 6,
+      sizeFactor, resourceTableStatic, gModuleRef, fromUnicode);
+}
+
+}  // namespace
+
+extern "C" {
+
+TEncodingConverter* NEWLATIN1TOUNICODEENCODINGCONVERTER(void) {
+  return MakeLatin1("ISO_8859-1:1987", "ISO-10646-UCS-2", 2, 0);
+}
+TEncodingConverter* NEWUNICODETOLATIN1ENCODINGCONVERTER(void) {
+  return MakeLatin1("ISO-10646-UCS-2", "ISO_8859-1:1987", 1, 1);
+}
+TEncodingConverter* NEWMACROMANTOUNICODEENCODINGCONVERTER(void) {
+  return MakeMacRoman("x-mac-roman", "ISO-10646-UCS-2", 2, 0);
+}
+TEncodingConverter* NEWUNICODETOMACROMANENCODINGCONVERTER(void) {
+  return MakeMacRoman("ISO-10646-UCS-2", "x-mac-roman", 1, 1);
+}
+TEncodingConverter* NEWUCS4TOUNICODEENCODINGCONVERTER(void) {
+  return MakeConverter<TUCS4ToUnicodeConverter>();
+}
+TEncodingConverter* NEWUNICODETOUCS4ENCODINGCONVERTER(void) {
+  return MakeConverter<TUnicodeToUCS4Converter>();
+}
+TEncodingConverter* NEWEUCSTOUNICODEENCODINGCONVERTER(void) {
+  return MakeConverter<TEUCSToUnicodeConverter>();
+}
+TEncodingConverter* NEWUNICODETOEUCSENCODINGCONVERTER(void) {
+  return MakeConverter<TUnicodeToEUCSConverter>();
+}
+TEncodingConverter* NEWUTF8TOUNICODEENCODINGCONVERTER(void) {
+  return MakeConverter<TUTF8ToUnicodeConverter>();
+}
+TEncodingConverter* NEWUNICODETOUTF8ENCODINGCONVERTER(void) {
+  return MakeConverter<TUnicodeToUTF8Converter>();
+}
+TEncodingConverter* NEWUTF7TOUNICODEENCODINGCONVERTER(void) {
+  return MakeConverter<TUTF7ToUnicodeConverter>();
+}
+TEncodingConverter* NEWUNICODETOUTF7ENCODINGCONVERTER(void) {
+  return MakeConverter<TUnicodeToUTF7Converter>();
+}
+TEncodingConverter* NEWMODIFIEDUTF7TOUNICODEENCODINGCONVERTER(void) {
+  return MakeConverter<TModifiedUTF7ToUnicodeConverter>();
+}
+TEncodingConverter* NEWUNICODETOMODIFIEDUTF7ENCODINGCONVERTER(void) {
+  return MakeConverter<TUnicodeToModifiedUTF7Converter>();
+}
+TAutoDetector* NEWUTF8ENCODINGDETECTOR(void) {
+  EnterModule();
+  return new (std::nothrow) TUTF8Detector();
+}
+
+}  // extern "C"
