@@ -259,7 +259,7 @@ void TEncodingRegistry::ApplyCompare(const char* sourcePattern, const char* dest
                                      unsigned int capacity, unsigned int* count) {
   if (fEncodings == nullptr || count == nullptr) return;
   auto append = [&](TEncodingEntry* entry) {
-    if (sourceList != nullptr && *count < capacity) {
+    if (sourceList != nullptr && destinationList != nullptr && *count < capacity) {
       sourceList[*count] = entry->fSource;
       destinationList[*count] = entry->fDestination;
     }
@@ -349,6 +349,8 @@ TEncodingEntry* TEncodingRegistry::FindEncoding(const char* source, const char* 
   return static_cast<TEncodingEntry*>(fEncodings->lookup(normalizedSource, normalizedDestination));
 }
 
-int TEncodingRegistry::AliasCount() { return fAliases != nullptr ? fAliases->fCount : 0; }
+int TEncodingRegistry::AliasCount() {
+  return fAliases != nullptr ? __atomic_load_n(&fAliases->fCount, __ATOMIC_RELAXED) : 0;
+}
 
 int TEncodingRegistry::EncodingCount() { return fEncodings != nullptr ? fEncodings->fCount : 0; }

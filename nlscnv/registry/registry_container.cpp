@@ -66,15 +66,18 @@ bool TRegistry::addEntry(TRegistryEntry* entry) {
   int32_t bucket = BucketIndex(entry->getPrimaryKey(), entry->getSecondaryKey());
   node->entry = entry;
   node->next = fBuckets[bucket];
-  fBuckets[bucket] = node;
-  ++fCount;
+  // Published with release order: a lookup running unlocked in another
+  // thread sees either the old chain or the complete new node.
+  __atomic_store_n(&fBuckets[bucket], node, __ATOMIC_RELEASE);
+  __atomic_add_fetch(&fCount, 1, __ATOMIC_RELAXED);
   return true;
 }
 
 TRegistryEntry* TRegistry::lookup(const char* primary, const char* secondary) {
   if (fBuckets == nullptr || primary == nullptr) return nullptr;
-  for (NLS_RegistryEntryNode* node = fBuckets[BucketIndex(primary, secondary)]; node != nullptr;
-       node = node->next) {
+  for (NLS_RegistryEntryNode* node =
+           __atomic_load_n(&fBuckets[BucketIndex(primary, secondary)], __ATOMIC_ACQUIRE);
+       node != nullptr; node = node->next) {
     if (TRegistryEntry::equals(node->entry, primary, secondary) == 1) return node->entry;
   }
   return nullptr;
@@ -94,8 +97,9 @@ TRegistryEntry* TRegistryEnumeration::next() {
   }
   if (fRegistry == nullptr || fRegistry->fBuckets == nullptr) return nullptr;
   while (fBucket < fRegistry->fBucketCount) {
-    if (fRegistry->fBuckets[fBucket] != nullptr) {
-      fNode = fRegistry->fBuckets[fBucket];
+    NLS_RegistryEntryNode* head = __atomic_load_n(&fRegistry->fBuckets[fBucket], __ATOMIC_ACQUIRE);
+    if (head != nullptr) {
+      fNode = head;
       return fNode->entry;
     }
     ++fBucket;

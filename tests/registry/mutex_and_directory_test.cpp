@@ -1,7 +1,12 @@
 // The host mutex as the registry drives it, and the data directory.
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <cstring>
+#include <mutex>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "nlscnv/conversion/encoding_converter.h"
 #include "nlscnv/framework/dll_linker.h"
@@ -112,6 +117,42 @@ TEST_F(HostMutex, ScopeDecidesAtEachEnd) {
   }
   EXPECT_EQ(recorder_.calls, "L");  // nothing installed when the scope ended
   recorder_.depth = 0;
+}
+
+TEST(HostMutexThreads, ConcurrentNewNamesAreAllRemembered) {
+  std::mutex mutex;
+  MutexImplementation implementation = {&mutex,
+                                        [](void* m) { static_cast<std::mutex*>(m)->lock(); },
+                                        [](void* m) { static_cast<std::mutex*>(m)->unlock(); }};
+  NLSMutex::SetImplementation(&implementation);
+  TEncodingRegistry registry;
+  constexpr int kThreads = 4, kNames = 300;
+  auto name = [](int thread, int i) {
+    return "x-thread-" + std::to_string(thread) + "-" + std::to_string(i);
+  };
+  std::atomic<int> wrong{0};
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      for (int i = 0; i < kNames; ++i) {
+        // New names are inserted under the lock while other threads look up
+        // names in the same table without it.
+        if (name(t, i) != registry.NormalizeEncodingName(name(t, i).c_str())) ++wrong;
+        if (std::strcmp(registry.NormalizeEncodingName("latin1"), "ISO_8859-1:1987") != 0) ++wrong;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  NLSMutex::ReleaseImplementation();
+  EXPECT_EQ(wrong.load(), 0);
+  EXPECT_EQ(registry.AliasCount(), 67 + kThreads * kNames);
+  for (int t = 0; t < kThreads; ++t) {
+    for (int i = 0; i < kNames; ++i) {
+      TAliasEntry* entry = registry.FindAliasItem(name(t, i).c_str());
+      ASSERT_NE(entry, nullptr);
+      EXPECT_EQ(name(t, i), entry->fNormalized);
+    }
+  }
 }
 
 // ---- Data directory ---------------------------------------------------------
