@@ -151,6 +151,12 @@ TEST_F(EscapedUnicodeTest, ReaderRoom) {
   EXPECT_EQ(r.used, 8u);
   EXPECT_EQ(Units(r.out), (U16{0x61, 0x62, 0xE9}));
   EXPECT_TRUE(r.terminated);
+  for (const char* item : {"\\u00E9", "\\u12x", "\\u", "x"}) {
+    r = Read(B(item), 3);
+    EXPECT_EQ(r.status, 2) << item;
+    EXPECT_EQ(r.used, 0u) << item;
+    EXPECT_TRUE(r.out.empty()) << item;
+  }
   r = Read(B("ab"), 5);
   EXPECT_EQ(r.status, 2);
   EXPECT_EQ(r.used, 1u);
