@@ -74,8 +74,9 @@ namespace nls {
 
 inline const ShiftTable* ShiftTableForId(uint16_t tableId) { return strShiftTable[tableId % 64]; }
 
-// Reads one sequence of a class-2 cell (class 5 in the default branch); avail bytes are readable at
-// src. Fails when fewer than the cell's length (or than the bytes its class reads) remain.
+// Reads one sequence of a class-2 cell; avail bytes are readable at src.
+// Fails when fewer than the cell's length (or than the bytes its class
+// reads) remain.
 inline bool ScanShiftCell(const ShiftCell& cell, const unsigned char* src, unsigned avail,
                           uint16_t* code, unsigned* length) {
   static constexpr uint8_t kReads[6] = {1, 2, 2, 2, 2, 3};
@@ -100,7 +101,7 @@ inline bool ScanShiftCell(const ShiftCell& cell, const unsigned char* src, unsig
     case 4:
       *code = static_cast<uint16_t>((src[0] & 0x1F) << 6 | (src[1] & 0x3F));
       break;
-    default:
+    default:  // 5
       *code = static_cast<uint16_t>((src[0] & 0x0F) << 12 | (src[1] & 0x3F) << 6 | (src[2] & 0x3F));
       break;
   }
@@ -153,8 +154,7 @@ inline bool ScanShift(const ShiftTable* shift, const unsigned char* src, unsigne
   }
 }
 
-// Writes the sequence of a class-2 cell (class 5 in the default branch) for code into dst (room
-// bytes free).
+// Writes the sequence of a class-2 cell for code into dst (room bytes free).
 inline bool GenerateShiftCell(const ShiftCell& cell, uint16_t code, unsigned char* dst,
                               unsigned room, unsigned* length) {
   static constexpr uint8_t kWrites[6] = {1, 2, 2, 2, 2, 3};
@@ -185,7 +185,7 @@ inline bool GenerateShiftCell(const ShiftCell& cell, uint16_t code, unsigned cha
       dst[0] = static_cast<unsigned char>(0xC0 | ((code >> 6) & 0x1F));
       dst[1] = static_cast<unsigned char>(0x80 | (code & 0x3F));
       break;
-    default:
+    default:  // 5
       dst[0] = static_cast<unsigned char>(0xE0 | (code >> 12));
       dst[1] = static_cast<unsigned char>(0x80 | ((code >> 6) & 0x3F));
       dst[2] = static_cast<unsigned char>(0x80 | (code & 0x3F));

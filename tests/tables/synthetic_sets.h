@@ -5,6 +5,7 @@
 #ifndef NLSCNV_TESTS_TABLES_SYNTHETIC_SETS_H
 #define NLSCNV_TESTS_TABLES_SYNTHETIC_SETS_H
 
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -21,14 +22,16 @@ inline const uint16_t* Ascii() {
 // Shift_JIS form, table id 68 (scheme 4): ASCII without DEL, half-width
 // katakana, a format-1 range holding an unmapped code (0x8142), single codes
 // with both lead-byte ranges. U+00A5 maps to 0x0080, which no byte form of
-// the scheme can spell.
+// the scheme can spell. Each table ends with a cell that an earlier one
+// shadows (the unmapped entry of the range still ends the search).
 inline std::vector<SlotSpec> ShiftJis() {
   static const uint16_t* to = MakeTable({{0, 0x0000, 0x007E, 0x0000},
                                          {0, 0x00A1, 0x00DF, 0xFF61},
                                          {1, 0x8140, 0x8143, 0},
                                          {2, 0x889F, 0, 0x4E9C},
                                          {2, 0xE040, 0, 0x6F3E},
-                                         {2, 0xFC4B, 0, 0x9ED1}},
+                                         {2, 0xFC4B, 0, 0x9ED1},
+                                         {2, 0x8142, 0, 0x3003}},  // shadowed
                                         {0x3000, 0x3001, 0xFFFD, 0x3002});
   static const uint16_t* from = MakeTable({{0, 0x0000, 0x007E, 0x0000},
                                            {0, 0xFF61, 0xFF9F, 0x00A1},
@@ -36,7 +39,8 @@ inline std::vector<SlotSpec> ShiftJis() {
                                            {2, 0x4E9C, 0, 0x889F},
                                            {2, 0x6F3E, 0, 0xE040},
                                            {2, 0x9ED1, 0, 0xFC4B},
-                                           {2, 0x00A5, 0, 0x0080}},
+                                           {2, 0x00A5, 0, 0x0080},
+                                           {2, 0xFF61, 0, 0x1234}},  // shadowed
                                           {0x8140, 0x8141, 0x8143});
   return {{68, 0x00, 0xFF, to, from}};
 }
@@ -125,6 +129,15 @@ inline std::vector<SlotSpec> UnknownFormat() {
   return {{1, 0x00, 0xFF, to, from}};
 }
 
+// A single-byte table without the C0 controls and DEL (from UCS-2 without
+// the space either): control bytes and characters up to U+0020 pass
+// without it.
+inline std::vector<SlotSpec> Printable() {
+  static const uint16_t* to = MakeTable({{0, 0x20, 0x7E, 0x20}});
+  static const uint16_t* from = MakeTable({{0, 0x21, 0x7E, 0x21}});
+  return {{1, 0x00, 0xFF, to, from}};
+}
+
 // The built-in single-byte tables.
 inline std::vector<SlotSpec> MacRoman() {
   return {{6, 0x00, 0xFF, FindUTable(6, gStaticUnicodeToTableList),
@@ -139,10 +152,14 @@ struct NamedSet {
   std::vector<SlotSpec> slots;
 };
 
+inline void PrintTo(const NamedSet& set, std::ostream* os) { *os << set.name; }
+
 inline std::vector<NamedSet> AllSets() {
-  return {{"MacRoman", MacRoman()}, {"Iso88591", Iso88591()},     {"ShiftJis", ShiftJis()},
-          {"EucJp", EucJp()},       {"EucTw", EucTw()},           {"Big5", Big5()},
-          {"Utf8", Utf8()},         {"Split", SplitSingleByte()}, {"Unknown", UnknownFormat()}};
+  return {{"MacRoman", MacRoman()},   {"Iso88591", Iso88591()},
+          {"ShiftJis", ShiftJis()},   {"EucJp", EucJp()},
+          {"EucTw", EucTw()},         {"Big5", Big5()},
+          {"Utf8", Utf8()},           {"Split", SplitSingleByte()},
+          {"Printable", Printable()}, {"Unknown", UnknownFormat()}};
 }
 
 }  // namespace nls_test::synth

@@ -129,10 +129,7 @@ TEST(TableEngineSchemes, SingleByteSlotsSplitByFirstByte) {
 }
 
 TEST(TableEngineSchemes, ControlBytesBypassTheTables) {
-  // A table without the C0 controls and without DEL.
-  const std::vector<nls_test::SlotSpec> set = {{1, 0x00, 0xFF,
-                                                nls_test::MakeTable({{0, 0x20, 0x7E, 0x20}}),
-                                                nls_test::MakeTable({{0, 0x21, 0x7E, 0x21}})}};
+  const auto set = synth::Printable();
   Bytes controls;
   U units;
   for (int b = 1; b < 0x20; ++b) {
