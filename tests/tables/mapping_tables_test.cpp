@@ -41,17 +41,6 @@ TEST(MappingTableLookup, CellFormats) {
   EXPECT_EQ(LookupMappingTable(t, 0xFFFF), F);
 }
 
-TEST(MappingTableLookup, FormatsArePackedFourToAWord) {
-  // Nine cells: the ninth format sits in the low bits of the third word.
-  std::vector<Cell> cells;
-  for (uint16_t j = 0; j < 9; ++j) cells.push_back({j == 8 ? 2u : 0u, j, j, uint16_t(0x100 + j)});
-  const uint16_t* t = MakeTable(cells);
-  EXPECT_EQ(t[0], 9);
-  EXPECT_EQ(t[t[1] + 2], 0x0002);
-  for (uint16_t j = 0; j < 8; ++j) EXPECT_EQ(LookupMappingTable(t, j), 0x100 + j);
-  EXPECT_EQ(LookupMappingTable(t, 8), 0x108);
-}
-
 TEST(MappingTableLookup, Iso88591Table) {
   const uint16_t words[] = {0x0002, 0x0004, 0x0005, 0x000b, 0x0000, 0x0000,
                             0x007e, 0x0000, 0x00a0, 0x00ff, 0x00a0};
