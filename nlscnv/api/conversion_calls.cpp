@@ -1,0 +1,128 @@
+// Exported conversion calls: thin wrappers over EncodingConverter.
+#include <new>
+
+#include "nlscnv.h"
+#include "nlscnv/conversion/encoding_converter.h"
+#include "nlscnv/support/diagnostics.h"
+
+namespace {
+
+EncodingConverter* Object(NLS_ConverterHandle handle) {
+  return static_cast<EncodingConverter*>(handle);
+}
+
+}  // namespace
+
+extern "C" {
+
+int NLS_NewEncodingConverter(const char* from, const char* to, NLS_ConverterHandle* out) {
+  if (from == nullptr || to == nullptr || out == nullptr) {
+    nls::AssertLine(144, nls::unit::kNlsenc);
+    if (out != nullptr) *out = nullptr;
+    return -1009;
+  }
+  EncodingConverter* object = new (std::nothrow) EncodingConverter(from, to);
+  if (object == nullptr) {
+    nls::AssertLine(147, nls::unit::kNlsenc);
+    *out = nullptr;
+    return -1002;
+  }
+  const int status = object->status();
+  if (status == 1) {
+    *out = object;
+    return 1;
+  }
+  delete object;
+  *out = nullptr;
+  return status;
+}
+
+int NLS_DeleteEncodingConverter(NLS_ConverterHandle handle) {
+  if (handle == nullptr) return -1009;
+  delete Object(handle);
+  return 1;
+}
+
+int NLS_ConvertBuffer(const char* from, const char* to, const unsigned char* src,
+                      unsigned int srcLen, unsigned char* dst, unsigned int dstSize,
+                      unsigned int* produced) {
+  if (from == nullptr || to == nullptr || src == nullptr || dst == nullptr || produced == nullptr ||
+      dstSize == 0) {
+    nls::AssertLine(85, nls::unit::kNlsenc);
+    if (produced != nullptr) *produced = 0;
+    return -1009;
+  }
+  EncodingConverter* object = new (std::nothrow) EncodingConverter(from, to);
+  if (object == nullptr) {
+    nls::AssertLine(88, nls::unit::kNlsenc);
+    *produced = 0;
+    return -1014;
+  }
+  // The construction status is not looked at: without a converter, convert
+  // reports -1014 itself.
+  *produced = object->convert(src, srcLen, dst, dstSize);
+  const int status = object->status();
+  delete object;
+  return status;
+}
+
+int NLS_ConvertStreamBuffer(NLS_ConverterHandle handle, const unsigned char* src,
+                            unsigned int srcLen, unsigned char* dst, unsigned int dstSize,
+                            unsigned int* produced) {
+  if (handle == nullptr || produced == nullptr) return -1009;
+  *produced = Object(handle)->convert(src, srcLen, dst, dstSize);
+  return Object(handle)->status();
+}
+
+int NLS_GetConversionOverflowSize(NLS_ConverterHandle handle, unsigned int* size) {
+  if (handle == nullptr || size == nullptr) return -1009;
+  *size = 7 * Object(handle)->remainderSize();
+  return 1;
+}
+
+int NLS_ConverterGetOverflow(NLS_ConverterHandle handle, unsigned char* dst, unsigned int dstSize,
+                             unsigned int* produced) {
+  if (handle == nullptr || produced == nullptr) return -1009;
+  *produced = Object(handle)->nextBuffer(dst, dstSize);
+  return Object(handle)->status();
+}
+
+int NLS_ResetEncodingConverter(NLS_ConverterHandle handle) {
+  if (handle == nullptr) return -1009;
+  Object(handle)->reset();
+  return 1;
+}
+
+int NLS_GetConversionRemSize(NLS_ConverterHandle handle, unsigned int* size) {
+  if (handle == nullptr || size == nullptr) return -1009;
+  *size = Object(handle)->leftoverSize();
+  return 1;
+}
+
+int NLS_GetConversionRem(NLS_ConverterHandle handle, unsigned char* dst, unsigned int dstSize,
+                         unsigned int* count) {
+  if (handle == nullptr || count == nullptr) return -1009;
+  *count = Object(handle)->leftover(dst, dstSize);
+  return Object(handle)->status();
+}
+
+unsigned int NLS_GetResultBufferSize(const unsigned char* src, unsigned int srcLen,
+                                     const char* from, const char* to) {
+  return EncodingConverter::resultBufferSize(src, srcLen, from, to);
+}
+
+int NLS_EncodingConverterExists(const char* from, const char* to) {
+  return EncodingConverter::exists(from, to) ? 1 : 0;
+}
+
+int NLS_RegisterStaticLibrary(const NLS_StaticConverterEntry* list) {
+  if (list == nullptr) {
+    nls::AssertLine(112, nls::unit::kNlsenc);
+    return -1009;
+  }
+  EncodingConverter::registerStaticLibrary(
+      reinterpret_cast<char*>(const_cast<NLS_StaticConverterEntry*>(list)));
+  return 1;
+}
+
+}  // extern "C"

@@ -1,0 +1,106 @@
+#include "nlscnv/framework/two_stage_converter.h"
+
+#include <cstring>
+#include <new>
+
+#include "nlscnv/support/diagnostics.h"
+
+TTwoStageConverter::TTwoStageConverter(const char* from, const char* to, TEncodingConverter* first,
+                                       TEncodingConverter* second)
+    : TEncodingConverter(from, to, nullptr, nullptr, nullptr, 0, 2, nullptr, 0, 0),
+      fIntermediate(nullptr),
+      fIntermediateLength(0),
+      fSecondStage(second),
+      fFirstStage(first),
+      fIntermediateCapacity(0) {}
+
+TTwoStageConverter::~TTwoStageConverter() {
+  if (fFirstStage != nullptr) fFirstStage->ReleaseEncodingConverter();
+  if (fSecondStage != nullptr) fSecondStage->ReleaseEncodingConverter();
+  delete[] fIntermediate;
+}
+
+void TTwoStageConverter::Reset() {
+  delete[] fIntermediate;
+  fIntermediate = nullptr;
+  fIntermediateLength = 0;
+  fIntermediateCapacity = 0;
+}
+
+void TTwoStageConverter::TargetBufferSize(const unsigned char* src, unsigned int srcLen,
+                                          unsigned int* size) {
+  unsigned int middle = 0;
+  fFirstStage->TargetBufferSize(src, srcLen, &middle);
+  fSecondStage->TargetBufferSize(src, middle, size);
+}
+
+bool TTwoStageConverter::EnsureCapacity(uint64_t size) {
+  if (size <= fIntermediateCapacity) return true;
+  if (size > UINT32_MAX) return false;
+  unsigned char* grown = new (std::nothrow) unsigned char[size];
+  if (grown == nullptr) return false;
+  if (fIntermediateLength > 0) std::memcpy(grown, fIntermediate, fIntermediateLength);
+  delete[] fIntermediate;
+  fIntermediate = grown;
+  fIntermediateCapacity = static_cast<uint32_t>(size);
+  return true;
+}
+
+void TTwoStageConverter::DropHeld(unsigned int count) {
+  if (count >= fIntermediateLength) {
+    fIntermediateLength = 0;
+    return;
+  }
+  std::memmove(fIntermediate, fIntermediate + count, fIntermediateLength - count);
+  fIntermediateLength -= count;
+}
+
+int TTwoStageConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                                const unsigned char* src, unsigned int srcLen,
+                                unsigned int* srcUsed) {
+  *srcUsed = 0;
+  *dstLen = 0;
+
+  // Text held from the previous call goes out first.
+  unsigned int out = 0;
+  if (fIntermediateLength > 0) {
+    unsigned int taken = 0;
+    int held =
+        fSecondStage->Convert(dst, &out, dstSize, fIntermediate, fIntermediateLength, &taken);
+    DropHeld(held == 1 ? fIntermediateLength : taken);
+    *dstLen = out;
+    if (fIntermediateLength > 0) return 2;
+    if (srcLen == 0) return 1;
+    if (out >= dstSize) return 2;  // no room left for new text
+  }
+
+  // The intermediate buffer holds everything the first stage can make of the
+  // input, so the first stage stops early only on incomplete input.
+  unsigned int firstSize = 0;
+  fFirstStage->TargetBufferSize(src, srcLen, &firstSize);
+  uint64_t capacity = 2 * static_cast<uint64_t>(srcLen > dstSize ? srcLen : dstSize);
+  if (capacity < firstSize) capacity = firstSize;
+  if (!EnsureCapacity(capacity)) {
+    nls::AssertLine(60, nls::unit::kTwoStage);
+    return -1002;
+  }
+
+  fIntermediateLength = 0;
+  if (srcLen > 0) {
+    int first = fFirstStage->Convert(fIntermediate, &fIntermediateLength,
+                                     static_cast<unsigned int>(capacity), src, srcLen, srcUsed);
+    if (first != 1) nls::AssertLine(63, nls::unit::kTwoStage);
+  }
+
+  unsigned int produced = 0;
+  unsigned int consumed = 0;
+  int second = fSecondStage->Convert(dst + out, &produced, dstSize - out, fIntermediate,
+                                     fIntermediateLength, &consumed);
+  *dstLen = out + produced;
+  if (second == 1) {
+    fIntermediateLength = 0;
+    return 1;
+  }
+  DropHeld(consumed);
+  return fIntermediateLength > 0 ? 2 : 1;
+}

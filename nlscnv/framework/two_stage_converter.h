@@ -1,0 +1,42 @@
+// Two converters joined in UCS-2: source -> UCS-2 -> destination.
+#ifndef NLSCNV_FRAMEWORK_TWO_STAGE_CONVERTER_H
+#define NLSCNV_FRAMEWORK_TWO_STAGE_CONVERTER_H
+
+#include <cstdint>
+
+#include "nlscnv/converter.h"
+
+class NLS_EXPORT TTwoStageConverter : public TEncodingConverter {
+ public:
+  // Takes ownership of both stages.
+  TTwoStageConverter(const char* from, const char* to, TEncodingConverter* first,
+                     TEncodingConverter* second);
+  void Reset() override;
+  ~TTwoStageConverter() override;
+  void TargetBufferSize(const unsigned char* src, unsigned int srcLen, unsigned int* size) override;
+  // The first stage converts into the intermediate buffer, the second from
+  // there into dst. UCS-2 text that the second stage could not take (dst
+  // full) stays in the object and is delivered first by the next call, before
+  // any new input is read; while it does not all fit, no new input is taken.
+  // Result 1 when nothing is held afterwards, 2 when text is held; negative
+  // results of the stages are not passed on.
+  int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+              const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
+
+  // Bytes of UCS-2 text held for the next call.
+  unsigned int heldLength() const { return fIntermediateLength; }
+
+ private:
+  // Makes room for `size` bytes of intermediate text (held text is kept).
+  bool EnsureCapacity(uint64_t size);
+  // Removes the first `count` bytes of the held text.
+  void DropHeld(unsigned int count);
+
+  unsigned char* fIntermediate;
+  uint32_t fIntermediateLength;
+  TEncodingConverter* fSecondStage;
+  TEncodingConverter* fFirstStage;
+  uint32_t fIntermediateCapacity;  // reused from call to call
+};
+
+#endif  // NLSCNV_FRAMEWORK_TWO_STAGE_CONVERTER_H
