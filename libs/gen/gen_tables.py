@@ -14,8 +14,11 @@ its factory names, aliases and Java name. From that the script derives
   libs/<library>/<library>_tables.h    table ids and table declarations
   libs/<library>/<library>_tables.cpp  mapping tables, table lists, table
                                        sets, resource map and factories
-  libs/registry-records/*.txt          the records for encreg.txt,
-                                       aliasreg.txt and javareg.txt
+  data/conv30/{encreg,aliasreg,javareg}.txt
+                                       the section of these libraries'
+                                       records (the rest of each file is
+                                       kept; records it already holds are
+                                       not repeated)
 
 A slot's to-UCS-2 table holds every byte sequence of the slot that the codec
 decodes to one character; its from-UCS-2 table holds every character whose
@@ -186,61 +189,70 @@ def ascii_slot():
 JIS0208 = Slot(282, 0xA1, 0xFE, "gr", "JisX0208", "JIS0208")
 
 SINGLE_BYTE = [
-    # canonical name, codec, factory stem, aliases, Java name
-    ("windows-1250", "cp1250", "CP1250", ["cp1250", "x-cp1250", "cswindows1250"], "Cp1250"),
-    ("windows-1251", "cp1251", "CP1251", ["cp1251", "x-cp1251", "cswindows1251"], "Cp1251"),
-    ("windows-1252", "cp1252", "CP1252", ["cp1252", "x-cp1252", "cswindows1252"], "Cp1252"),
-    ("windows-1253", "cp1253", "CP1253", ["cp1253", "x-cp1253", "cswindows1253"], "Cp1253"),
-    ("windows-1254", "cp1254", "CP1254", ["cp1254", "x-cp1254", "cswindows1254"], "Cp1254"),
-    ("windows-1255", "cp1255", "CP1255", ["cp1255", "x-cp1255", "cswindows1255"], "Cp1255"),
-    ("windows-1256", "cp1256", "CP1256", ["cp1256", "x-cp1256", "cswindows1256"], "Cp1256"),
-    ("windows-1257", "cp1257", "CP1257", ["cp1257", "x-cp1257", "cswindows1257"], "Cp1257"),
-    ("windows-1258", "cp1258", "CP1258", ["cp1258", "x-cp1258", "cswindows1258"], "Cp1258"),
+    # canonical name, codec, factory stem, aliases, Java names (java.nio, java.io)
+    ("windows-1250", "cp1250", "CP1250", ["cp1250", "x-cp1250", "cswindows1250"],
+     ("windows-1250", "Cp1250")),
+    ("windows-1251", "cp1251", "CP1251", ["cp1251", "x-cp1251", "cswindows1251"],
+     ("windows-1251", "Cp1251")),
+    ("windows-1252", "cp1252", "CP1252", ["cp1252", "x-cp1252", "cswindows1252"],
+     ("windows-1252", "Cp1252")),
+    ("windows-1253", "cp1253", "CP1253", ["cp1253", "x-cp1253", "cswindows1253"],
+     ("windows-1253", "Cp1253")),
+    ("windows-1254", "cp1254", "CP1254", ["cp1254", "x-cp1254", "cswindows1254"],
+     ("windows-1254", "Cp1254")),
+    ("windows-1255", "cp1255", "CP1255", ["cp1255", "x-cp1255", "cswindows1255"],
+     ("windows-1255", "Cp1255")),
+    ("windows-1256", "cp1256", "CP1256", ["cp1256", "x-cp1256", "cswindows1256"],
+     ("windows-1256", "Cp1256")),
+    ("windows-1257", "cp1257", "CP1257", ["cp1257", "x-cp1257", "cswindows1257"],
+     ("windows-1257", "Cp1257")),
+    ("windows-1258", "cp1258", "CP1258", ["cp1258", "x-cp1258", "cswindows1258"],
+     ("windows-1258", "Cp1258")),
     ("ISO_8859-2:1987", "iso8859_2", "ISO88592",
      ["iso-ir-101", "ISO_8859-2", "ISO-8859-2", "iso8859-2", "iso8859_2", "latin2", "l2",
-      "csISOLatin2"], "ISO8859_2"),
+      "csISOLatin2"], ("ISO-8859-2", "ISO8859_2")),
     ("ISO_8859-3:1988", "iso8859_3", "ISO88593",
      ["iso-ir-109", "ISO_8859-3", "ISO-8859-3", "iso8859-3", "iso8859_3", "latin3", "l3",
-      "csISOLatin3"], "ISO8859_3"),
+      "csISOLatin3"], ("ISO-8859-3", "ISO8859_3")),
     ("ISO_8859-4:1988", "iso8859_4", "ISO88594",
      ["iso-ir-110", "ISO_8859-4", "ISO-8859-4", "iso8859-4", "iso8859_4", "latin4", "l4",
-      "csISOLatin4"], "ISO8859_4"),
+      "csISOLatin4"], ("ISO-8859-4", "ISO8859_4")),
     ("ISO_8859-5:1988", "iso8859_5", "ISO88595",
      ["iso-ir-144", "ISO_8859-5", "ISO-8859-5", "iso8859-5", "iso8859_5", "cyrillic",
-      "csISOLatinCyrillic"], "ISO8859_5"),
+      "csISOLatinCyrillic"], ("ISO-8859-5", "ISO8859_5")),
     ("ISO_8859-6:1987", "iso8859_6", "ISO88596",
      ["iso-ir-127", "ISO_8859-6", "ISO-8859-6", "iso8859-6", "iso8859_6", "ECMA-114",
-      "ASMO-708", "arabic", "csISOLatinArabic"], "ISO8859_6"),
+      "ASMO-708", "arabic", "csISOLatinArabic"], ("ISO-8859-6", "ISO8859_6")),
     ("ISO_8859-7:1987", "iso8859_7", "ISO88597",
      ["iso-ir-126", "ISO_8859-7", "ISO-8859-7", "iso8859-7", "iso8859_7", "ELOT_928",
-      "ECMA-118", "greek", "greek8", "csISOLatinGreek"], "ISO8859_7"),
+      "ECMA-118", "greek", "greek8", "csISOLatinGreek"], ("ISO-8859-7", "ISO8859_7")),
     ("ISO_8859-8:1988", "iso8859_8", "ISO88598",
      ["iso-ir-138", "ISO_8859-8", "ISO-8859-8", "iso8859-8", "iso8859_8", "hebrew",
-      "csISOLatinHebrew"], "ISO8859_8"),
+      "csISOLatinHebrew"], ("ISO-8859-8", "ISO8859_8")),
     ("ISO_8859-9:1989", "iso8859_9", "ISO88599",
      ["iso-ir-148", "ISO_8859-9", "ISO-8859-9", "iso8859-9", "iso8859_9", "latin5", "l5",
-      "csISOLatin5"], "ISO8859_9"),
+      "csISOLatin5"], ("ISO-8859-9", "ISO8859_9")),
     ("ISO-8859-10", "iso8859_10", "ISO885910",
      ["iso-ir-157", "ISO_8859-10:1992", "ISO_8859-10", "iso8859-10", "iso8859_10", "latin6",
-      "l6", "csISOLatin6"], None),
+      "l6", "csISOLatin6"], ()),
     ("ISO-8859-11", "iso8859_11", "ISO885911",
-     ["ISO_8859-11", "iso8859-11", "iso8859_11"], "x-iso-8859-11"),
+     ["ISO_8859-11", "iso8859-11", "iso8859_11"], ("x-iso-8859-11",)),
     ("ISO-8859-13", "iso8859_13", "ISO885913",
-     ["ISO_8859-13", "iso8859-13", "iso8859_13", "latin7", "l7", "csISO885913"], "ISO8859_13"),
+     ["ISO_8859-13", "iso8859-13", "iso8859_13", "latin7", "l7", "csISO885913"], ("ISO-8859-13", "ISO8859_13")),
     ("ISO-8859-14", "iso8859_14", "ISO885914",
      ["iso-ir-199", "ISO_8859-14:1998", "ISO_8859-14", "iso8859-14", "iso8859_14", "latin8",
-      "l8", "iso-celtic", "csISO885914"], None),
+      "l8", "iso-celtic", "csISO885914"], ()),
     ("ISO-8859-15", "iso8859_15", "ISO885915",
      ["ISO_8859-15", "iso8859-15", "iso8859_15", "Latin-9", "latin9", "l9", "csISO885915"],
-     "ISO8859_15"),
+     ("ISO-8859-15", "ISO8859_15")),
     ("ISO-8859-16", "iso8859_16", "ISO885916",
      ["iso-ir-226", "ISO_8859-16:2001", "ISO_8859-16", "iso8859-16", "iso8859_16", "latin10",
-      "l10", "csISO885916"], "ISO8859_16"),
-    ("KOI8-R", "koi8_r", "KOI8R", ["koi8r", "koi8_r", "csKOI8R"], "KOI8_R"),
-    ("KOI8-U", "koi8_u", "KOI8U", ["koi8u", "koi8_u", "csKOI8U"], "KOI8_U"),
-    ("IBM437", "cp437", "IBM437", ["cp437", "437", "csPC8CodePage437"], "Cp437"),
-    ("IBM850", "cp850", "IBM850", ["cp850", "850", "csPC850Multilingual"], "Cp850"),
-    ("IBM866", "cp866", "IBM866", ["cp866", "866", "csIBM866"], "Cp866"),
+      "l10", "csISO885916"], ("ISO-8859-16", "ISO8859_16")),
+    ("KOI8-R", "koi8_r", "KOI8R", ["koi8r", "koi8_r", "csKOI8R"], ("KOI8-R", "KOI8_R")),
+    ("KOI8-U", "koi8_u", "KOI8U", ["koi8u", "koi8_u", "csKOI8U"], ("KOI8-U", "KOI8_U")),
+    ("IBM437", "cp437", "IBM437", ["cp437", "437", "csPC8CodePage437"], ("IBM437", "Cp437")),
+    ("IBM850", "cp850", "IBM850", ["cp850", "850", "csPC850Multilingual"], ("IBM850", "Cp850")),
+    ("IBM866", "cp866", "IBM866", ["cp866", "866", "csIBM866"], ("IBM866", "Cp866")),
 ]
 
 
@@ -256,27 +268,27 @@ def single_byte_encodings():
 ENCODINGS = [
     Encoding("japanese", "Shift_JIS", "shift_jis", "SJIS", 260,
              [Slot(260, 0x00, 0xFC, "sjis", "ShiftJis", "SJIS")], 1,
-             ["sjis", "shift-jis", "x-sjis", "MS_Kanji", "csShiftJIS"], "SJIS",
+             ["sjis", "shift-jis", "x-sjis", "MS_Kanji", "csShiftJIS"], ("Shift_JIS", "SJIS"),
              notes=["U+00A5 and U+203E encode as 0x5C and 0x7E, which decode as U+005C and "
                     "U+007E (one-way, as the codec does)."]),
     Encoding("japanese", "Extended_UNIX_Code_Packed_Format_for_Japanese", "euc_jp", "EUCJP", 261,
              [ascii_slot(), Slot(283, 0x8E, 0x8E, "kana", "JisX0201Kana", "JIS0201K"), JIS0208,
               Slot(286, 0x8F, 0x8F, "x0212", "JisX0212", "JIS0212")], 2,
-             ["eucjp", "x-euc-jp", "ujis", "csEUCPkdFmtJapanese"], "EUC_JP",
+             ["eucjp", "x-euc-jp", "ujis", "csEUCPkdFmtJapanese"], ("EUC-JP", "EUC_JP"),
              notes=["0x8F 0xA2 0xB7 (JIS X 0212 tilde) and 0x7E both decode as U+007E; U+007E "
                     "encodes as 0x7E.",
                     "U+00A5 and U+203E encode as 0x5C and 0x7E (one-way, as the codec does)."]),
     Encoding("chinese", "GB2312", "gb2312", "GB2312", 264,
              [ascii_slot(), Slot(287, 0xA1, 0xFE, "gr", "Gb2312", "GB2312")], 1,
-             ["csGB2312", "EUC-CN", "euccn", "euc_cn", "x-euc-cn"], "EUC_CN"),
+             ["csGB2312", "EUC-CN", "euccn", "euc_cn", "x-euc-cn"], ("GB2312", "EUC_CN")),
     Encoding("chinese", "Big5", "big5", "BIG5", 263, [Slot(263, 0x00, 0xFE, "big5", "Big5", "BIG5")],
-             1, ["csBig5", "big-5", "cn-big5", "x-x-big5"], "Big5",
+             1, ["csBig5", "big-5", "cn-big5", "x-x-big5"], ("Big5",),
              notes=["Four characters have two codes; each encodes as the second: U+FF0F "
                     "(0xA1FE, 0xA241) as 0xA241, U+FF3C (0xA240, 0xA242) as 0xA242, U+5341 "
                     "(0xA2CC, 0xA451) as 0xA451, U+5345 (0xA2CE, 0xA4CA) as 0xA4CA."]),
     Encoding("korean", "EUC-KR", "euc_kr", "EUCKR", 268,
              [ascii_slot(), Slot(284, 0xA1, 0xFE, "gr", "KsX1001", "KSC5601")], 1,
-             ["csEUCKR", "euckr", "euc_kr", "x-euc-kr"], "EUC_KR",
+             ["csEUCKR", "euckr", "euc_kr", "x-euc-kr"], ("EUC-KR", "EUC_KR"),
              extra_decodings={b"\xa4\xd4": "\u3164"},
              notes=["0xA4D4 decodes as U+3164 HANGUL FILLER (the codec reads it only as the "
                     "start of an eight-byte syllable composition).",
@@ -541,34 +553,91 @@ def write_library(lib, encodings, out_dir, python_version):
 # stem, aliases, Java name).
 ALGORITHMIC = [
     ("japanese", "ISO-2022-JP", "ISO2022JP", ["csISO2022JP", "iso2022jp", "iso2022_jp", "jis"],
-     "ISO2022JP"),
+     ("ISO-2022-JP", "ISO2022JP")),
 ]
 
 
-def write_registry_records(out_dir):
+SECTION_BEGIN = "// ---- Converter libraries lib{nlsjapanese,nlschinese,nlskorean,nlssinglebyte}30.so"
+SECTION_END = "// ---- End of the converter libraries"
+SECTION_NOTE = ("// These lines are written by libs/gen/gen_tables.py from its list of encodings;\n"
+                "// change the list there and run it again rather than editing them.\n")
+REGISTRY_FILES = ("encreg.txt", "aliasreg.txt", "javareg.txt")
+
+
+def split_section(text):
+    """Returns the text before the section, and the text after it."""
+    if SECTION_BEGIN in text:
+        before, rest = text.split(SECTION_BEGIN, 1)
+        after = rest.split(SECTION_END + "\n", 1)[1]
+        return before, after
+    return (text if text.endswith("\n") else text + "\n") + "\n", ""
+
+
+def records(text, size):
+    """The records of a registry file (comments are whole lines here)."""
+    tokens = []
+    for line in text.splitlines():
+        if not line.strip().startswith("/"):
+            tokens += line.split()
+    return [tuple(tokens[i:i + size]) for i in range(0, len(tokens) - size + 1, size)]
+
+
+def registry_sections(existing):
+    """The section of each registry file; records that the rest of the file
+    already holds are left out."""
     conversions = [(e.library, e.name, e.stem, e.aliases, e.java) for e in ENCODINGS] + ALGORITHMIC
-    conversions.sort(key=lambda r: (LIBRARIES.index(r[0]), r[1].lower()))
-    enc_lines, alias_lines, java_lines = [], [], []
+    conversions.sort(key=lambda r: LIBRARIES.index(r[0]))
+    known_aliases = {a.lower(): n for a, n in records(existing["aliasreg.txt"], 2)}
+    known_java = set((j.lower(), n) for j, n in records(existing["javareg.txt"], 2))
+    enc, alias, nio, io = [], [], [], []
     for lib, name, stem, aliases, java in conversions:
         library = LIBRARY_NAMES[lib]
-        enc_lines.append(f"{name} {UCS2} {library} NEW{stem}TOUNICODEENCODINGCONVERTER #")
-        enc_lines.append(f"{UCS2} {name} {library} NEWUNICODETO{stem}ENCODINGCONVERTER #")
-        for alias in aliases:
-            assert alias.lower() != name.lower(), alias
-            alias_lines.append(f"{alias} {name}")
-        if java:
-            java_lines.append(f"{java} {name}")
-    lower = [a.split()[0].lower() for a in alias_lines]
-    assert len(lower) == len(set(lower)), "duplicate alias"
-    rec_dir = os.path.join(out_dir, "libs", "registry-records")
-    os.makedirs(rec_dir, exist_ok=True)
-    intro = ("// Converter libraries (lib<name>30.so): records written by libs/gen/gen_tables.py.\n")
-    for file, lines, what in (("encreg.txt", enc_lines,
-                               "source, destination, library, factory entry point, detector"),
-                              ("aliasreg.txt", alias_lines, "alias, canonical name"),
-                              ("javareg.txt", java_lines, "Java name, canonical name")):
-        with open(os.path.join(rec_dir, file), "w") as f:
-            f.write(intro + f"// {what}\n" + "\n".join(lines) + "\n")
+        if not enc or enc[-1][0] != library:
+            enc.append((library, []))
+        enc[-1][1].append((name, UCS2, library, f"NEW{stem}TOUNICODEENCODINGCONVERTER", "#"))
+        enc[-1][1].append((UCS2, name, library, f"NEWUNICODETO{stem}ENCODINGCONVERTER", "#"))
+        for a in aliases:
+            assert a.lower() != name.lower(), a
+            if a.lower() in known_aliases:
+                assert known_aliases[a.lower()] == name, a
+                continue
+            known_aliases[a.lower()] = name
+            alias.append((a, name))
+        for names, j in zip((nio, io), java):
+            if (j.lower(), name) not in known_java:
+                known_java.add((j.lower(), name))
+                names.append((j, name))
+    width = 24
+
+    def lines(rows):
+        return "".join(f"{r[0]:<{width - 1}} {' '.join(r[1:])}\n" for r in rows)
+
+    head = SECTION_BEGIN + "\n" + SECTION_NOTE
+    sections = {}
+    text = head
+    for library, rows in enc:
+        text += f"\n// lib{library}30.so\n"
+        text += "".join(" ".join(r) + "\n" for r in rows)
+    sections["encreg.txt"] = text + SECTION_END + "\n"
+    sections["aliasreg.txt"] = head + "\n" + lines(alias) + SECTION_END + "\n"
+    sections["javareg.txt"] = (head + "\n// java.nio names\n" + lines(nio) +
+                               "\n// java.io names, also given for the canonical names\n" +
+                               lines(io) + SECTION_END + "\n")
+    return sections
+
+
+def write_registry_records(out_dir):
+    parts = {}
+    for file in REGISTRY_FILES:
+        with open(os.path.join(ROOT, "data", "conv30", file)) as f:
+            parts[file] = split_section(f.read())
+    sections = registry_sections({file: before + after for file, (before, after) in parts.items()})
+    data_dir = os.path.join(out_dir, "data", "conv30")
+    os.makedirs(data_dir, exist_ok=True)
+    for file in REGISTRY_FILES:
+        before, after = parts[file]
+        with open(os.path.join(data_dir, file), "w") as f:
+            f.write(before + sections[file] + after)
 
 
 def generate(out_dir):
@@ -578,11 +647,11 @@ def generate(out_dir):
     write_registry_records(out_dir)
 
 
-def generated_files(base):
+def generated_files():
     files = []
     for lib in LIBRARIES:
         files += [f"libs/{lib}/{lib}_tables.h", f"libs/{lib}/{lib}_tables.cpp"]
-    files += [f"libs/registry-records/{n}" for n in ("encreg.txt", "aliasreg.txt", "javareg.txt")]
+    files += [f"data/conv30/{n}" for n in REGISTRY_FILES]
     return files
 
 
@@ -590,7 +659,7 @@ def check():
     with tempfile.TemporaryDirectory() as tmp:
         generate(tmp)
         stale = []
-        for rel in generated_files(tmp):
+        for rel in generated_files():
             ours, theirs = os.path.join(ROOT, rel), os.path.join(tmp, rel)
             if not os.path.exists(ours) or not filecmp.cmp(ours, theirs, shallow=False):
                 stale.append(rel)

@@ -36,12 +36,9 @@ void ExpandTable(const uint16_t* table, uint16_t* out) {
   }
 }
 
-JisX0208Arrays* BuildArrays() {
-  JisX0208Arrays* arrays = new (std::nothrow) JisX0208Arrays;
-  if (arrays == nullptr) return nullptr;
+void BuildArrays(JisX0208Arrays* arrays) {
   ExpandTable(kJisX0208ToUcs2, arrays->toUcs2);
   ExpandTable(kJisX0208FromUcs2, arrays->fromUcs2);
-  return arrays;
 }
 
 inline bool IsJisByte(unsigned char b) { return b >= 0x21 && b <= 0x7E; }
@@ -122,8 +119,12 @@ inline unsigned char* WriteDesignation(unsigned char* out, JisCharset charset) {
 }  // namespace
 
 const JisX0208Arrays* GetJisX0208Arrays() {
-  static const JisX0208Arrays* const arrays = BuildArrays();
-  return arrays;
+  // Static storage: nothing to allocate or release when the library is
+  // loaded and unloaded again.
+  static JisX0208Arrays arrays;
+  static const bool built = (BuildArrays(&arrays), true);
+  (void)built;
+  return &arrays;
 }
 
 // ---- ISO-2022-JP to UCS-2 ---------------------------------------------------
@@ -134,9 +135,7 @@ TISO2022JPToUnicodeConverter::TISO2022JPToUnicodeConverter()
       fArrays(GetJisX0208Arrays()),
       fCharset(JisCharset::kAscii),
       fPendingLength(0),
-      fPending{} {
-  if (fArrays == nullptr) fStatus = -1002;
-}
+      fPending{} {}
 
 TISO2022JPToUnicodeConverter::~TISO2022JPToUnicodeConverter() = default;
 
@@ -150,7 +149,6 @@ int TISO2022JPToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstL
                                           unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || srcUsed == nullptr || (src == nullptr && srcLen > 0))
     return -1009;
-  if (fArrays == nullptr) return -1002;
   const uint16_t* toUcs2 = fArrays->toUcs2;
   // A character needs 2 bytes and leaves 2 for the terminator.
   const unsigned int limit = dstSize >= 2 ? dstSize - 2 : 0;
@@ -237,9 +235,7 @@ TUnicodeToISO2022JPConverter::TUnicodeToISO2022JPConverter()
     : TEncodingConverter(kUcs2Name, kIso2022JpName, nullptr, nullptr, nullptr, kCsid, 4, nullptr, 0,
                          1),
       fArrays(GetJisX0208Arrays()),
-      fCharset(JisCharset::kAscii) {
-  if (fArrays == nullptr) fStatus = -1002;
-}
+      fCharset(JisCharset::kAscii) {}
 
 TUnicodeToISO2022JPConverter::~TUnicodeToISO2022JPConverter() = default;
 
@@ -250,7 +246,6 @@ int TUnicodeToISO2022JPConverter::Convert(unsigned char* dst, unsigned int* dstL
                                           unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || srcUsed == nullptr || (src == nullptr && srcLen > 0))
     return -1009;
-  if (fArrays == nullptr) return -1002;
   const uint16_t* fromUcs2 = fArrays->fromUcs2;
   // Output bytes never reach the last byte of dst: it is kept for the NUL.
   const unsigned int limit = dstSize >= 1 ? dstSize - 1 : 0;

@@ -39,8 +39,7 @@ namespace nls_japanese {
 enum class JisCharset : uint8_t { kAscii, kRoman, kJisX0208 };
 
 // The JIS X 0208 tables expanded into arrays indexed by code, built on the
-// first use and kept for the life of the process; null when they could not
-// be allocated.
+// first use and kept while the library is loaded.
 struct JisX0208Arrays {
   uint16_t toUcs2[0x10000];    // JIS code (0x2121-0x7E7E) -> character
   uint16_t fromUcs2[0x10000];  // character -> JIS code

@@ -21,6 +21,13 @@ ISO-2022-JP (codec iso2022_jp):
   convlibs_iso2022_jp.texts   records <u32 n><UCS-2><u32 m><ISO-2022-JP>:
       random texts mixing ASCII, controls, U+00A5, U+203E and JIS X 0208.
 
+End-to-end samples:
+
+  convlibs_samples    records <u32 n><codec name><u32 m><text in the
+      encoding><u32 k><the same text in UTF-8>: per encoding, words of ASCII
+      and lines of random characters that the codec encodes and decodes back
+      to themselves (one record per codec, ISO-2022-JP included).
+
 Zero bytes are left out of every input: a 0 byte ends the input of the table
 engine, which the tests check on their own.
 """
@@ -114,11 +121,39 @@ def iso2022jp(out_dir, rng):
             f.write(struct.pack("<I", len(u)) + u + struct.pack("<I", len(data)) + data)
 
 
+def samples(out_dir, rng):
+    with open(f"{out_dir}/convlibs_samples", "wb") as f:
+        for codec in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp"]:
+            chars = []
+            for cp in range(0xA0, 0x10000):
+                try:
+                    data = chr(cp).encode(codec)
+                except UnicodeEncodeError:
+                    continue
+                # Characters that read back as themselves: no one-way codes,
+                # no EUC-KR eight-byte compositions.
+                try:
+                    if data.decode(codec) == chr(cp) and not (codec == "euc_kr" and len(data) > 2):
+                        chars.append(chr(cp))
+                except UnicodeDecodeError:
+                    pass
+            lines = []
+            for _ in range(8):
+                words = ["nlscnv", "sample", codec]
+                words += ["".join(rng.choice(chars) for _ in range(rng.randint(1, 12)))
+                          for _ in range(6)]
+                lines.append(" ".join(words))
+            text = "\n".join(lines) + "\n"
+            for block in (codec.encode("ascii"), text.encode(codec), text.encode("utf-8")):
+                f.write(struct.pack("<I", len(block)) + block)
+
+
 def main(out_dir):
     for codec in SINGLE_BYTE + MULTI_BYTE:
         write_decode(out_dir, codec, decode_inputs(codec))
         write_encode(out_dir, codec)
     iso2022jp(out_dir, random.Random(20261123))
+    samples(out_dir, random.Random(20261124))
 
 
 if __name__ == "__main__":
