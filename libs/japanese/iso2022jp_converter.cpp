@@ -4,6 +4,7 @@
 #include <new>
 
 #include "japanese/japanese_tables.h"
+#include "nlscnv/framework/table_fastpath.h"
 #include "nlscnv/support/unaligned.h"
 
 namespace nls_japanese {
@@ -14,32 +15,6 @@ constexpr uint16_t kNotMapped = 0xFFFD;
 constexpr uint16_t kCsid = 515;
 const char kIso2022JpName[] = "ISO-2022-JP";
 const char kUcs2Name[] = "ISO-10646-UCS-2";
-
-// Writes what a mapping table answers for every code into `out`; where cells
-// overlap the earlier cell wins, as in a lookup.
-void ExpandTable(const uint16_t* table, uint16_t* out) {
-  for (uint32_t c = 0; c < 0x10000; ++c) out[c] = kNotMapped;
-  const uint16_t count = table[0];
-  const uint16_t* formats = table + table[1];
-  const uint16_t* cells = table + table[2];
-  const uint16_t* array = table + table[3];
-  for (uint32_t j = count; j-- > 0;) {
-    const unsigned format = (formats[j / 4] >> (4 * (j % 4))) & 0xF;
-    const uint32_t first = cells[3 * j], last = cells[3 * j + 1], value = cells[3 * j + 2];
-    if (format == 0) {
-      for (uint32_t c = first; c <= last; ++c) out[c] = static_cast<uint16_t>(c - first + value);
-    } else if (format == 1) {
-      for (uint32_t c = first; c <= last; ++c) out[c] = array[value + c - first];
-    } else if (format == 2) {
-      out[first] = static_cast<uint16_t>(value);
-    }
-  }
-}
-
-void BuildArrays(JisX0208Arrays* arrays) {
-  ExpandTable(kJisX0208ToUcs2, arrays->toUcs2);
-  ExpandTable(kJisX0208FromUcs2, arrays->fromUcs2);
-}
 
 inline bool IsJisByte(unsigned char b) { return b >= 0x21 && b <= 0x7E; }
 
@@ -118,24 +93,17 @@ inline unsigned char* WriteDesignation(unsigned char* out, JisCharset charset) {
 
 }  // namespace
 
-const JisX0208Arrays* GetJisX0208Arrays() {
-  // Static storage: nothing to allocate or release when the library is
-  // loaded and unloaded again.
-  static JisX0208Arrays arrays;
-  static const bool built = (BuildArrays(&arrays), true);
-  (void)built;
-  return &arrays;
-}
-
 // ---- ISO-2022-JP to UCS-2 ---------------------------------------------------
 
 TISO2022JPToUnicodeConverter::TISO2022JPToUnicodeConverter()
     : TEncodingConverter(kIso2022JpName, kUcs2Name, nullptr, nullptr, nullptr, kCsid, 2, nullptr, 0,
                          0),
-      fArrays(GetJisX0208Arrays()),
+      fToUcs2(nls::DirectMap(kJisX0208ToUcs2, nls::kFullMapSize)),
       fCharset(JisCharset::kAscii),
       fPendingLength(0),
-      fPending{} {}
+      fPending{} {
+  if (fToUcs2 == nullptr) fStatus = -1002;
+}
 
 TISO2022JPToUnicodeConverter::~TISO2022JPToUnicodeConverter() = default;
 
@@ -149,7 +117,8 @@ int TISO2022JPToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstL
                                           unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || srcUsed == nullptr || (src == nullptr && srcLen > 0))
     return -1009;
-  const uint16_t* toUcs2 = fArrays->toUcs2;
+  if (fToUcs2 == nullptr) return -1002;
+  const uint16_t* toUcs2 = fToUcs2;
   // A character needs 2 bytes and leaves 2 for the terminator.
   const unsigned int limit = dstSize >= 2 ? dstSize - 2 : 0;
   unsigned int in = 0, out = 0;
@@ -234,8 +203,10 @@ int TISO2022JPToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstL
 TUnicodeToISO2022JPConverter::TUnicodeToISO2022JPConverter()
     : TEncodingConverter(kUcs2Name, kIso2022JpName, nullptr, nullptr, nullptr, kCsid, 4, nullptr, 0,
                          1),
-      fArrays(GetJisX0208Arrays()),
-      fCharset(JisCharset::kAscii) {}
+      fFromUcs2(nls::DirectMap(kJisX0208FromUcs2, nls::kFullMapSize)),
+      fCharset(JisCharset::kAscii) {
+  if (fFromUcs2 == nullptr) fStatus = -1002;
+}
 
 TUnicodeToISO2022JPConverter::~TUnicodeToISO2022JPConverter() = default;
 
@@ -246,7 +217,8 @@ int TUnicodeToISO2022JPConverter::Convert(unsigned char* dst, unsigned int* dstL
                                           unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || srcUsed == nullptr || (src == nullptr && srcLen > 0))
     return -1009;
-  const uint16_t* fromUcs2 = fArrays->fromUcs2;
+  if (fFromUcs2 == nullptr) return -1002;
+  const uint16_t* fromUcs2 = fFromUcs2;
   // Output bytes never reach the last byte of dst: it is kept for the NUL.
   const unsigned int limit = dstSize >= 1 ? dstSize - 1 : 0;
   unsigned int in = 0, out = 0;

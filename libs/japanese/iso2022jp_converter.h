@@ -26,6 +26,10 @@
 // a valid text; a call that stops early keeps its set for the next call. A
 // character is taken only when its bytes, the return to ASCII when it is the
 // last one, and the NUL terminator fit.
+//
+// Both use the JIS X 0208 tables of EUC-JP through the shared direct lookup
+// arrays of the table engine; a converter whose arrays could not be built has
+// status -1002 and converts nothing.
 #ifndef NLSCNV_LIBS_JAPANESE_ISO2022JP_CONVERTER_H
 #define NLSCNV_LIBS_JAPANESE_ISO2022JP_CONVERTER_H
 
@@ -38,14 +42,6 @@ namespace nls_japanese {
 // The character sets that ISO-2022-JP designates.
 enum class JisCharset : uint8_t { kAscii, kRoman, kJisX0208 };
 
-// The JIS X 0208 tables expanded into arrays indexed by code, built on the
-// first use and kept while the library is loaded.
-struct JisX0208Arrays {
-  uint16_t toUcs2[0x10000];    // JIS code (0x2121-0x7E7E) -> character
-  uint16_t fromUcs2[0x10000];  // character -> JIS code
-};
-const JisX0208Arrays* GetJisX0208Arrays();
-
 class TISO2022JPToUnicodeConverter : public TEncodingConverter {
  public:
   TISO2022JPToUnicodeConverter();
@@ -55,7 +51,7 @@ class TISO2022JPToUnicodeConverter : public TEncodingConverter {
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
 
  private:
-  const JisX0208Arrays* fArrays;
+  const uint16_t* fToUcs2;  // JIS X 0208 code -> character, for every code
   JisCharset fCharset;
   uint8_t fPendingLength;  // bytes of a cut sequence held from the last call
   unsigned char fPending[3];
@@ -70,7 +66,7 @@ class TUnicodeToISO2022JPConverter : public TEncodingConverter {
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
 
  private:
-  const JisX0208Arrays* fArrays;
+  const uint16_t* fFromUcs2;  // character -> JIS X 0208 code, for every character
   JisCharset fCharset;
 };
 
