@@ -2,7 +2,7 @@
 // clang-format off
 // Python 3.11.
 //
-// Where the tables depart from a plain code-for-code copy of the codec:
+// One-way mappings of the codecs, and where the tables depart from them:
 // - Big5: Four characters have two codes; each encodes as the second: U+FF0F (0xA1FE, 0xA241) as 0xA241, U+FF3C (0xA240, 0xA242) as 0xA242, U+5341 (0xA2CC, 0xA451) as 0xA451, U+5345 (0xA2CE, 0xA4CA) as 0xA4CA.
 #include "chinese/chinese_tables.h"
 

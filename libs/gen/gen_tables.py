@@ -9,7 +9,7 @@ libraries, and their registry records, from Python's codecs.
 
 Every encoding below is described once: its canonical name, the Python codec
 that defines it, its table slots (table id, first-byte range, byte scheme),
-its factory names, aliases and Java name. From that the script derives
+its factory names, aliases and Java names. From that the script derives
 
   libs/<library>/<library>_tables.h    table ids and table declarations
   libs/<library>/<library>_tables.cpp  mapping tables, table lists, table
@@ -490,7 +490,7 @@ def write_library(lib, encodings, out_dir, python_version):
 
     c = [HEADER, f"// Python {python_version}.\n"]
     if notes:
-        c.append("//\n// Where the tables depart from a plain code-for-code copy of the codec:\n")
+        c.append("//\n// One-way mappings of the codecs, and where the tables depart from them:\n")
         for note in notes:
             c.append(f"// - {note}\n")
     c.append(f"#include \"{lib}/{lib}_tables.h\"\n\n#include <new>\n\n")
@@ -588,6 +588,7 @@ def registry_sections(existing):
     conversions = [(e.library, e.name, e.stem, e.aliases, e.java) for e in ENCODINGS] + ALGORITHMIC
     conversions.sort(key=lambda r: LIBRARIES.index(r[0]))
     known_aliases = {a.lower(): n for a, n in records(existing["aliasreg.txt"], 2)}
+    canonical = {r[1].lower() for r in conversions}
     known_java = set((j.lower(), n) for j, n in records(existing["javareg.txt"], 2))
     enc, alias, nio, io = [], [], [], []
     for lib, name, stem, aliases, java in conversions:
@@ -597,7 +598,7 @@ def registry_sections(existing):
         enc[-1][1].append((name, UCS2, library, f"NEW{stem}TOUNICODEENCODINGCONVERTER", "#"))
         enc[-1][1].append((UCS2, name, library, f"NEWUNICODETO{stem}ENCODINGCONVERTER", "#"))
         for a in aliases:
-            assert a.lower() != name.lower(), a
+            assert a.lower() not in canonical, a
             if a.lower() in known_aliases:
                 assert known_aliases[a.lower()] == name, a
                 continue

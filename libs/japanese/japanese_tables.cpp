@@ -2,7 +2,7 @@
 // clang-format off
 // Python 3.11.
 //
-// Where the tables depart from a plain code-for-code copy of the codec:
+// One-way mappings of the codecs, and where the tables depart from them:
 // - Shift_JIS: U+00A5 and U+203E encode as 0x5C and 0x7E, which decode as U+005C and U+007E (one-way, as the codec does).
 // - Extended_UNIX_Code_Packed_Format_for_Japanese: 0x8F 0xA2 0xB7 (JIS X 0212 tilde) and 0x7E both decode as U+007E; U+007E encodes as 0x7E.
 // - Extended_UNIX_Code_Packed_Format_for_Japanese: U+00A5 and U+203E encode as 0x5C and 0x7E (one-way, as the codec does).

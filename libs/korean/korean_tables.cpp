@@ -2,7 +2,7 @@
 // clang-format off
 // Python 3.11.
 //
-// Where the tables depart from a plain code-for-code copy of the codec:
+// One-way mappings of the codecs, and where the tables depart from them:
 // - EUC-KR: 0xA4D4 decodes as U+3164 HANGUL FILLER (the codec reads it only as the start of an eight-byte syllable composition).
 // - EUC-KR: The eight-byte compositions of KS X 1001 annex 3 are not used: the syllables outside KS X 1001 encode as '?', and such a sequence decodes as the filler followed by its letters.
 #include "korean/korean_tables.h"
