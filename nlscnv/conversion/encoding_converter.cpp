@@ -2,15 +2,71 @@
 // registry statics with on-demand initialisation.
 #include "nlscnv/conversion/encoding_converter.h"
 
+#include <atomic>
+#include <cstring>
 #include <new>
 
+#include "nlscnv/framework/dll_linker.h"
 #include "nlscnv/framework/two_stage_converter.h"
 #include "nlscnv/registry/encoding_registry.h"
 #include "nlscnv/support/diagnostics.h"
 
 namespace {
 constexpr char kPivot[] = "ISO-10646-UCS-2";
+
+// The last few name pairs that made a direct converter, per thread, with
+// what the registry resolved them to: creating a converter for such a pair
+// again skips the four name normalizations, the entry lookup and the
+// entry-point lookup, whose outcome cannot have changed while the registry
+// is the same object (serial) and has gained no alias or conversion (the
+// counts; entries are never removed). Only lookups without side effects are
+// skipped: a name is cached after its normalization has already remembered
+// it.
+struct PairCacheSlot {
+  uint64_t serial = 0;  // 0: empty
+  int32_t aliases = 0;
+  int32_t encodings = 0;
+  const char* fromName = nullptr;
+  const char* toName = nullptr;
+  NLS_ConverterFactory factory = nullptr;
+  char from[kNLSNameFieldSize];
+  char to[kNLSNameFieldSize];
+};
+constexpr unsigned kPairCacheSlots = 4;
+thread_local PairCacheSlot tPairCache[kPairCacheSlots];
+thread_local unsigned tPairCacheNext = 0;
+// Changes whenever the registry object may change.
+std::atomic<uint64_t> gRegistrySerial{1};
+
+const PairCacheSlot* FindPair(TEncodingRegistry* registry, const char* from, const char* to) {
+  const uint64_t serial = gRegistrySerial.load(std::memory_order_acquire);
+  for (const PairCacheSlot& slot : tPairCache) {
+    if (slot.serial == serial && std::strcmp(slot.from, from) == 0 &&
+        std::strcmp(slot.to, to) == 0 && slot.aliases == registry->AliasCount() &&
+        slot.encodings == registry->EncodingCount())
+      return &slot;
+  }
+  return nullptr;
 }
+
+void RememberPair(TEncodingRegistry* registry, const char* from, const char* to,
+                  const char* fromName, const char* toName, NLS_ConverterFactory factory) {
+  const size_t fromLength = std::strlen(from);
+  const size_t toLength = std::strlen(to);
+  if (fromLength >= kNLSNameFieldSize || toLength >= kNLSNameFieldSize) return;
+  PairCacheSlot& slot = tPairCache[tPairCacheNext];
+  tPairCacheNext = (tPairCacheNext + 1) % kPairCacheSlots;
+  slot.serial = gRegistrySerial.load(std::memory_order_acquire);
+  slot.aliases = registry->AliasCount();
+  slot.encodings = registry->EncodingCount();
+  slot.fromName = fromName;
+  slot.toName = toName;
+  slot.factory = factory;
+  std::memcpy(slot.from, from, fromLength + 1);
+  std::memcpy(slot.to, to, toLength + 1);
+}
+
+}  // namespace
 
 TEncodingRegistry* EncodingConverter::fgRegistry = nullptr;
 
@@ -21,6 +77,7 @@ void EncodingConverter::EnsureRegistry() {
 int EncodingConverter::initializeEncodingRegistry() {
   // A registry that is already there is abandoned, not destroyed: handles
   // made from it may still point into it.
+  gRegistrySerial.fetch_add(1, std::memory_order_acq_rel);
   fgRegistry = new (std::nothrow) TEncodingRegistry();
   if (fgRegistry == nullptr) {
     nls::AssertLine(221, nls::unit::kEnconv);
@@ -30,6 +87,7 @@ int EncodingConverter::initializeEncodingRegistry() {
 }
 
 void EncodingConverter::deleteEncodingRegistry() {
+  gRegistrySerial.fetch_add(1, std::memory_order_acq_rel);
   delete fgRegistry;
   fgRegistry = nullptr;
 }
@@ -52,16 +110,31 @@ bool EncodingConverter::exists(const char* from, const char* to) {
 
 EncodingConverter::EncodingConverter(const char* from, const char* to)
     : fStatus(1),
-      fFromName(normalizedEncodingName(from)),
-      fToName(normalizedEncodingName(to)),
+      fFromName(nullptr),
+      fToName(nullptr),
       fRemainderSize(0),
       fRemainderCapacity(0),
       fRemainder(nullptr),
       fConverter(nullptr) {
   EnsureRegistry();
-
-  // A pair with its own entry is always converted directly.
-  fConverter = fgRegistry->CreateEncodingConverter(fFromName, fToName);
+  const PairCacheSlot* known = fgRegistry != nullptr && from != nullptr && to != nullptr
+                                   ? FindPair(fgRegistry, from, to)
+                                   : nullptr;
+  if (known != nullptr) {
+    fFromName = known->fromName;
+    fToName = known->toName;
+    // The entry-point lookup, had it run, would have succeeded.
+    if (fgRegistry->fLinker != nullptr) fgRegistry->fLinker->fStatus = 1;
+    fConverter = known->factory();
+  } else {
+    fFromName = normalizedEncodingName(from);
+    fToName = normalizedEncodingName(to);
+    // A pair with its own entry is always converted directly.
+    NLS_ConverterFactory factory = nullptr;
+    fConverter = fgRegistry->CreateEncodingConverter(fFromName, fToName, &factory);
+    if (fConverter != nullptr && from != nullptr && to != nullptr)
+      RememberPair(fgRegistry, from, to, fFromName, fToName, factory);
+  }
   if (fConverter == nullptr) {
     TEncodingEntry* firstEntry = fgRegistry->FindEncoding(fFromName, kPivot);
     TEncodingEntry* secondEntry = fgRegistry->FindEncoding(kPivot, fToName);

@@ -16,7 +16,102 @@
 
 #include "nlscnv/support/unaligned.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace nls {
+
+namespace base64_detail {
+
+// Widens bytes below 0x80 other than `shift` to units, 16 at a time, while
+// at least 16 bytes and 32 bytes of room remain. Returns the bytes taken.
+inline unsigned int WidenPlain(unsigned char* dst, unsigned int room, const unsigned char* src,
+                               unsigned int length, unsigned char shift) {
+  unsigned int n = 0;
+#if defined(__SSE2__)
+  const __m128i shiftByte = _mm_set1_epi8(static_cast<char>(shift));
+  const __m128i zero = _mm_setzero_si128();
+  while (length - n >= 16 && room - 2 * n >= 32) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + n));
+    if (_mm_movemask_epi8(_mm_or_si128(v, _mm_cmpeq_epi8(v, shiftByte))) != 0) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * n), _mm_unpacklo_epi8(v, zero));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * n + 16), _mm_unpackhi_epi8(v, zero));
+    n += 16;
+  }
+#else
+  (void)dst, (void)room, (void)src, (void)length, (void)shift;
+#endif
+  return n;
+}
+
+// Narrows units from 0x20 to 0x7E other than the three `excluded` ones, 8 at
+// a time, while at least 8 units and 8 bytes of room remain. Returns the
+// units taken.
+inline unsigned int NarrowPlain(unsigned char* dst, unsigned int room, const unsigned char* src,
+                                unsigned int units, const unsigned char (&excluded)[3]) {
+  unsigned int n = 0;
+#if defined(__SSE2__)
+  const __m128i low = _mm_set1_epi16(0x20);
+  const __m128i span = _mm_set1_epi16(0x7F - 0x20);
+  const __m128i minusOne = _mm_set1_epi16(-1);
+  const __m128i e0 = _mm_set1_epi16(excluded[0]);
+  const __m128i e1 = _mm_set1_epi16(excluded[1]);
+  const __m128i e2 = _mm_set1_epi16(excluded[2]);
+  while (units - n >= 8 && room - n >= 8) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * n));
+    // v - 0x20 lies in [0, 0x5F) exactly for the printable units.
+    const __m128i t = _mm_sub_epi16(v, low);
+    __m128i bad = _mm_andnot_si128(_mm_cmpgt_epi16(t, minusOne), _mm_set1_epi16(-1));
+    bad = _mm_or_si128(bad, _mm_cmpgt_epi16(t, _mm_sub_epi16(span, _mm_set1_epi16(1))));
+    bad = _mm_or_si128(bad, _mm_cmpeq_epi16(v, e0));
+    bad = _mm_or_si128(bad, _mm_cmpeq_epi16(v, e1));
+    bad = _mm_or_si128(bad, _mm_cmpeq_epi16(v, e2));
+    if (_mm_movemask_epi8(bad) != 0) break;
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + n), _mm_packus_epi16(v, v));
+    n += 8;
+  }
+#else
+  (void)dst, (void)room, (void)src, (void)units, (void)excluded;
+#endif
+  return n;
+}
+
+// Encodes units that extend an open run three at a time: 48 bits are 8
+// digits, with the same number of bits (count) left over. Stops before a unit
+// that does not extend the run, with fewer than 3 of `units` left, or with
+// fewer than 8 bytes of room. Returns the units taken; *bits is updated.
+template <class Traits>
+unsigned int EncodeBlocks(unsigned char* dst, unsigned int room, const unsigned char* src,
+                          unsigned int units, unsigned int count, uint32_t* bits) {
+  const char* const alphabet = Traits::Alphabet();
+  const uint64_t mask = (uint64_t{1} << count) - 1;
+  uint64_t pending = *bits;
+  unsigned int n = 0;
+  unsigned int out = 0;
+  while (units - n >= 3 && room - out >= 8) {
+    const uint64_t r0 = LoadUnit16(src + 2 * n);
+    const uint64_t r1 = LoadUnit16(src + 2 * n + 2);
+    const uint64_t r2 = LoadUnit16(src + 2 * n + 4);
+    if (!Traits::ExtendsRun(static_cast<uint32_t>(r0)) ||
+        !Traits::ExtendsRun(static_cast<uint32_t>(r1)) ||
+        !Traits::ExtendsRun(static_cast<uint32_t>(r2)))
+      break;
+    // The pending bits and the three units, left-aligned in 64 bits.
+    const uint64_t all = ((pending << 48) | (r0 << 32) | (r1 << 16) | r2) << (16 - count);
+    unsigned char digits[8];
+    for (unsigned int k = 0; k < 8; ++k)
+      digits[k] = static_cast<unsigned char>(alphabet[(all >> (58 - 6 * k)) & 0x3F]);
+    std::memcpy(dst + out, digits, 8);
+    pending = r2 & mask;
+    out += 8;
+    n += 3;
+  }
+  *bits = static_cast<uint32_t>(pending);
+  return n;
+}
+
+}  // namespace base64_detail
 
 struct Base64DecoderState {
   uint32_t bits = 0;       // pending bits of the open run, right-aligned
@@ -37,7 +132,11 @@ struct Base64DecoderState {
 // non-zero leftover bits) are converted all the same and answered with -1302
 // by the call that reaches the end of the input. The result is 2 whenever
 // fewer than 2 bytes remain for the terminator.
-template <class Traits>
+//
+// With kRuns set, digits inside a run and characters outside one are taken in
+// tight loops that stop wherever the step below could do anything else; the
+// result is the same byte for byte.
+template <class Traits, bool kRuns = true>
 int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int* dstLen,
                      unsigned int dstSize, const unsigned char* src, unsigned int srcLen,
                      unsigned int* srcUsed) {
@@ -54,6 +153,52 @@ int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int
     s.shifted = false;
   };
   while (in < srcLen) {
+    if (kRuns) {
+      if (s.shifted) {
+        // Digits: whole units go out while the output has room for them.
+        uint32_t bits = s.bits;
+        unsigned int n = count;
+        const unsigned int start = in;
+        while (in < srcLen) {
+          const unsigned char d = src[in];
+          const int digit = d < 0x80 ? Traits::Digit(d) : -1;
+          if (digit < 0) break;
+          bits = (bits << 6) | static_cast<uint32_t>(digit);
+          n += 6;
+          if (n >= 16) {
+            if (dstSize - out < 2) {
+              bits >>= 6;
+              n -= 6;
+              break;
+            }
+            n -= 16;
+            StoreUnit16(dst + out, static_cast<uint16_t>(bits >> n));
+            out += 2;
+            bits &= (1u << n) - 1;
+            s.produced = true;
+          }
+          ++in;
+        }
+        if (in != start) s.fresh = false;
+        s.bits = bits;
+        count = n;
+        if (in == srcLen) break;
+      } else {
+        // Characters that stand for themselves.
+        const unsigned int wide = base64_detail::WidenPlain(dst + out, dstSize - out, src + in,
+                                                            srcLen - in, Traits::kShift);
+        in += wide;
+        out += 2 * wide;
+        while (in < srcLen && dstSize - out >= 2) {
+          const unsigned char d = src[in];
+          if (d == Traits::kShift || d > 0x7F) break;
+          StoreUnit16(dst + out, d);
+          out += 2;
+          ++in;
+        }
+        if (in == srcLen) break;
+      }
+    }
     const unsigned char c = src[in];
     if (s.shifted) {
       const int digit = c < 0x80 ? Traits::Digit(c) : -1;
@@ -180,7 +325,12 @@ inline void PutDigits(Base64EncoderState& s, bool pad, const char* alphabet, Bas
 // unit's piece also carries the end of the input. An odd last byte is never
 // read. fullStatus is the result when the output stops the call with a byte
 // left for the terminator; without that byte the result is 2.
-template <class Traits>
+//
+// With kRuns set, units that extend an open run (Traits::ExtendsRun, never
+// the last unit) and characters that stand for themselves outside a run are
+// taken in tight loops that stop wherever Step could do anything else; the
+// result is the same byte for byte. Traits::kAlphabet holds the digits.
+template <class Traits, bool kRuns = true>
 int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* dst,
                      unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
                      unsigned int srcLen, unsigned int* srcUsed) {
@@ -203,6 +353,47 @@ int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* d
     }
   }
   while (in < end) {
+    if (kRuns) {
+      if (s.shifted) {
+        const char* const alphabet = Traits::Alphabet();
+        uint32_t bits = s.bits;
+        unsigned int count = s.count;
+        if (end - in > 6) {
+          const unsigned int units = base64_detail::EncodeBlocks<Traits>(
+              dst + out, dstSize - out, src + in, (end - in - 2) / 2, count, &bits);
+          in += 2 * units;
+          out += units / 3 * 8;
+        }
+        while (in + 2 < end) {
+          const uint32_t r = LoadUnit16(src + in);
+          if (!Traits::ExtendsRun(r)) break;
+          // 2 or 3 digits, each written only with all of them fitting.
+          if (dstSize - out < (count + 16) / 6) break;
+          bits = (bits << 16) | r;
+          count += 16;
+          while (count >= 6) {
+            count -= 6;
+            dst[out++] = static_cast<unsigned char>(alphabet[(bits >> count) & 0x3F]);
+          }
+          bits &= (1u << count) - 1;
+          in += 2;
+        }
+        s.bits = bits;
+        s.count = static_cast<uint8_t>(count);
+      } else {
+        const unsigned int narrow = base64_detail::NarrowPlain(
+            dst + out, dstSize - out, src + in, (end - in) / 2, Traits::kPlainExceptions);
+        in += 2 * narrow;
+        out += narrow;
+        while (in < end && out != dstSize) {
+          const uint32_t r = LoadUnit16(src + in);
+          if (r >= 0x80 || !Traits::StandsForItself(r)) break;
+          dst[out++] = static_cast<unsigned char>(r);
+          in += 2;
+        }
+        if (in == end) break;
+      }
+    }
     const uint32_t r = LoadUnit16(src + in);
     if (!s.shifted && r < 0x80 && Traits::StandsForItself(r)) {
       if (out == dstSize) {

@@ -35,6 +35,10 @@ struct ModifiedUtf7 {
   static int Digit(unsigned char c) { return modified_invbase64[c]; }
   static bool Absorbed(unsigned char c) { return c == '-' || c == '&'; }
   static bool StandsForItself(uint32_t r) { return !requiresShift[r]; }
+  // Printable characters that do not stand for themselves.
+  static constexpr unsigned char kPlainExceptions[3] = {'&', '&', '&'};
+  static bool ExtendsRun(uint32_t r) { return r != '&' && (r > 0x7E || requiresShift[r]); }
+  static const char* Alphabet() { return modifiedBase64; }
 
   // Writes that are not the last of a piece keep a byte for the terminator:
   // "&-" asks for 3 bytes of room and "-&-" for 4.
@@ -98,6 +102,17 @@ int TModifiedUTF7ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* d
   return result;
 }
 
+int TModifiedUTF7ToUnicodeConverter::ConvertReference(unsigned char* dst, unsigned int* dstLen,
+                                                      unsigned int dstSize,
+                                                      const unsigned char* src, unsigned int srcLen,
+                                                      unsigned int* srcUsed) {
+  fRun.shifted = shifted != 0;
+  const int result =
+      nls::DecodeBase64Runs<ModifiedUtf7, false>(fRun, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  shifted = fRun.shifted ? 1 : 0;
+  return result;
+}
+
 TUnicodeToModifiedUTF7Converter::TUnicodeToModifiedUTF7Converter()
     : TEncodingConverter("ISO-10646-UCS-2", "IMAP-MODIFIED-UTF-7", nullptr, nullptr, nullptr, 0, 6,
                          nullptr, 0, 1),
@@ -119,6 +134,17 @@ int TUnicodeToModifiedUTF7Converter::Convert(unsigned char* dst, unsigned int* d
   fRun.shifted = shifted != 0;
   const int result =
       nls::EncodeBase64Runs<ModifiedUtf7>(fRun, -1303, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  shifted = fRun.shifted ? 1 : 0;
+  return result;
+}
+
+int TUnicodeToModifiedUTF7Converter::ConvertReference(unsigned char* dst, unsigned int* dstLen,
+                                                      unsigned int dstSize,
+                                                      const unsigned char* src, unsigned int srcLen,
+                                                      unsigned int* srcUsed) {
+  fRun.shifted = shifted != 0;
+  const int result = nls::EncodeBase64Runs<ModifiedUtf7, false>(fRun, -1303, dst, dstLen, dstSize,
+                                                                src, srcLen, srcUsed);
   shifted = fRun.shifted ? 1 : 0;
   return result;
 }

@@ -21,6 +21,9 @@ class NLS_EXPORT TModifiedUTF7ToUnicodeConverter : public TEncodingConverter {
   void Reset() override;
   int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
+  // The same conversion by the one-step-at-a-time algorithm alone.
+  int ConvertReference(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                       const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
   int32_t shifted;  // a base64 run is open
 
  private:
@@ -36,6 +39,9 @@ class NLS_EXPORT TUnicodeToModifiedUTF7Converter : public TEncodingConverter {
   void Reset() override;
   int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
+  // The same conversion by the one-step-at-a-time algorithm alone.
+  int ConvertReference(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                       const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
   int32_t shifted;  // a base64 run is open
 
  private:

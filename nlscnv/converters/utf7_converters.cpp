@@ -47,6 +47,10 @@ struct Utf7 {
   static int Digit(unsigned char c) { return invbase64[c]; }
   static bool Absorbed(unsigned char c) { return c == '-'; }
   static bool StandsForItself(uint32_t r) { return !mustshiftopt[r]; }
+  // Printable characters that do not stand for themselves.
+  static constexpr unsigned char kPlainExceptions[3] = {'+', '\\', '~'};
+  static bool ExtendsRun(uint32_t r) { return r > 0x7F || mustshiftopt[r]; }
+  static const char* Alphabet() { return base64; }
 
   static void Step(nls::Base64EncoderState& s, uint32_t r, bool ended, nls::Base64Piece& piece) {
     const bool encode = !ended && (r > 0x7F || mustshiftopt[r]);
@@ -93,6 +97,12 @@ int TUTF7ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
   return nls::DecodeBase64Runs<Utf7>(fRun, dst, dstLen, dstSize, src, srcLen, srcUsed);
 }
 
+int TUTF7ToUnicodeConverter::ConvertReference(unsigned char* dst, unsigned int* dstLen,
+                                              unsigned int dstSize, const unsigned char* src,
+                                              unsigned int srcLen, unsigned int* srcUsed) {
+  return nls::DecodeBase64Runs<Utf7, false>(fRun, dst, dstLen, dstSize, src, srcLen, srcUsed);
+}
+
 TUnicodeToUTF7Converter::TUnicodeToUTF7Converter()
     : TEncodingConverter("ISO-10646-UCS-2", "UNICODE-1-1-UTF-7", nullptr, nullptr, nullptr, 0, 6,
                          nullptr, 0, 1) {
@@ -108,4 +118,10 @@ int TUnicodeToUTF7Converter::Convert(unsigned char* dst, unsigned int* dstLen, u
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
   return nls::EncodeBase64Runs<Utf7>(fRun, 2, dst, dstLen, dstSize, src, srcLen, srcUsed);
+}
+
+int TUnicodeToUTF7Converter::ConvertReference(unsigned char* dst, unsigned int* dstLen,
+                                              unsigned int dstSize, const unsigned char* src,
+                                              unsigned int srcLen, unsigned int* srcUsed) {
+  return nls::EncodeBase64Runs<Utf7, false>(fRun, 2, dst, dstLen, dstSize, src, srcLen, srcUsed);
 }

@@ -15,6 +15,9 @@ class NLS_EXPORT TUTF7ToUnicodeConverter : public TEncodingConverter {
   void Reset() override;
   int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
+  // The same conversion by the one-step-at-a-time algorithm alone.
+  int ConvertReference(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                       const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
 
  private:
   nls::Base64DecoderState fRun;
@@ -30,6 +33,9 @@ class NLS_EXPORT TUnicodeToUTF7Converter : public TEncodingConverter {
   void Reset() override;
   int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
+  // The same conversion by the one-step-at-a-time algorithm alone.
+  int ConvertReference(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                       const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
 
  private:
   nls::Base64EncoderState fRun;

@@ -191,17 +191,19 @@ const char* TEncodingRegistry::NormalizeEncodingName(const char* name) {
 }
 
 TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(const char* source,
-                                                               const char* destination) {
+                                                               const char* destination,
+                                                               NLS_ConverterFactory* factory) {
   TEncodingEntry* entry = FindEncoding(source, destination);
   if (entry == nullptr) {
     // The caller goes on with the two-stage path: no diagnostic here.
     fStatus = -1301;
     return nullptr;
   }
-  return CreateEncodingConverter(entry);
+  return CreateEncodingConverter(entry, factory);
 }
 
-TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(TEncodingEntry* entry) {
+TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(TEncodingEntry* entry,
+                                                               NLS_ConverterFactory* factory) {
   if (entry == nullptr || fLinker == nullptr) {
     nls::AssertLine(525, nls::unit::kReg);
     fStatus = fLinker != nullptr ? fLinker->GetStatus() : -1002;
@@ -216,7 +218,9 @@ TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(TEncodingEntry* e
     fStatus = fLinker->GetStatus();
     return nullptr;
   }
-  return reinterpret_cast<NLS_ConverterFactory>(function)();
+  const NLS_ConverterFactory make = reinterpret_cast<NLS_ConverterFactory>(function);
+  if (factory != nullptr) *factory = make;
+  return make();
 }
 
 TAutoDetector* TEncodingRegistry::CreateEncodingDetector(const char* name) {

@@ -52,9 +52,12 @@ class NLS_EXPORT TEncodingRegistry {
 
   // The converter of the entry for the normalized pair; null with -1301 in
   // the status when there is none.
-  TEncodingConverter* CreateEncodingConverter(const char* source, const char* destination);
+  // When `factory` is given, it receives the factory that made the converter.
+  TEncodingConverter* CreateEncodingConverter(const char* source, const char* destination,
+                                              NLS_ConverterFactory* factory = nullptr);
   // The converter of an entry, made by the factory its library exports.
-  TEncodingConverter* CreateEncodingConverter(TEncodingEntry* entry);
+  TEncodingConverter* CreateEncodingConverter(TEncodingEntry* entry,
+                                              NLS_ConverterFactory* factory = nullptr);
   // The detector of an encoding: from the first conversion entry, in
   // enumeration order, whose source is the normalized name and which names a
   // detector entry point.

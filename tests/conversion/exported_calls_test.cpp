@@ -3,7 +3,9 @@
 #include <cstdlib>
 
 #include "conversion/conversion_test_env.h"
+#include "nlscnv/conversion/encoding_converter.h"
 #include "nlscnv/converter.h"
+#include "nlscnv/registry/encoding_registry.h"
 #include "support/test_support.h"
 
 using nls_test::AssertText;
@@ -157,6 +159,37 @@ TEST_F(ExportedCalls, HostRegisteredConverters) {
     EXPECT_EQ(err.Text(), AssertText(81, "enconv"));
   }
   EXPECT_EQ(h, nullptr);
+}
+
+// Converter creation remembers resolved name pairs; a conversion registered
+// later for the same pair, a new alias and a new registry must still win.
+TEST_F(ExportedCalls, RepeatedCreationFollowsRegistryChanges) {
+  const Bytes in = B("Uryyb");
+  unsigned char out[16];
+  unsigned n = 0;
+  for (int i = 0; i < 3; ++i) {  // the plain Latin-1 converter, cached after the first
+    ASSERT_EQ(NLS_ConvertBuffer("ISO-8859-1", "ISO-10646-UCS-2", in.data(), 5, out, 16, &n), 1);
+    EXPECT_EQ(Bytes(out, out + n), nls_test::Ucs2({'U', 'r', 'y', 'y', 'b'}));
+  }
+  const int aliases = EncodingConverter::getEncodingRegistry()->AliasCount();
+  for (int i = 0; i < 2; ++i) {  // an unknown name is remembered once, cache or not
+    StderrCapture err;
+    EXPECT_EQ(NLS_ConvertBuffer("X-NOT-THERE", "ISO-10646-UCS-2", in.data(), 5, out, 16, &n),
+              -1014);
+    EXPECT_EQ(err.Text(), AssertText(90, "enconv"));
+    EXPECT_EQ(EncodingConverter::getEncodingRegistry()->AliasCount(), aliases + 1);
+  }
+  static const NLS_StaticConverterEntry list[] = {
+      {"ISO-8859-1", "ISO-10646-UCS-2", "NewRot13", NewRot13},
+      {nullptr, nullptr, nullptr, nullptr}};
+  ASSERT_EQ(NLS_RegisterStaticLibrary(list), 1);
+  ASSERT_EQ(NLS_ConvertBuffer("ISO-8859-1", "ISO-10646-UCS-2", in.data(), 5, out, 16, &n), 1);
+  EXPECT_EQ(Bytes(out, out + n), nls_test::Ucs2({'H', 'e', 'l', 'l', 'o'}));
+
+  NLS_EncTerminate();
+  ASSERT_EQ(NLS_EncInitialize(nullptr, nls_test::EmptyDataDirectory()), 1);
+  ASSERT_EQ(NLS_ConvertBuffer("ISO-8859-1", "ISO-10646-UCS-2", in.data(), 5, out, 16, &n), 1);
+  EXPECT_EQ(Bytes(out, out + n), nls_test::Ucs2({'U', 'r', 'y', 'y', 'b'}));
 }
 
 TEST(Lifetime, InitialisesItselfFromTheEnvironment) {
