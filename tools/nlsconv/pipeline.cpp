@@ -127,6 +127,9 @@ Pipeline::~Pipeline() {
 int Pipeline::Open(const std::string& from, const std::string& to) {
   from_ = from;
   to_ = to;
+  // Asking first keeps the library's diagnostic line for a failed
+  // construction out of the common case of an unknown name.
+  if (NLS_EncodingConverterExists(from.c_str(), to.c_str()) != 1) return -1301;
   bool direct = Is(from, kPivot) || Is(to, kPivot);
   if (!direct) {
     // A "*" pattern lists the direct conversions only.
@@ -159,6 +162,9 @@ int Pipeline::Open(const std::string& from, const std::string& to) {
   bool destinationSafe[128] = {};
   DestinationSafe(to, destinationSafe);
   for (int c = 0; c < 128; ++c) cut_[c] = sourceSafe_[c] && destinationSafe[c];
+  // The "-" that closes a base64 run is absorbed: the text before it ends
+  // with an encoded character, at which the destination may not be at rest.
+  if (Is(from, "UNICODE-1-1-UTF-7") || Is(from, "IMAP-MODIFIED-UTF-7")) cut_['-'] = false;
   return 1;
 }
 

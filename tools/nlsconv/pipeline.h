@@ -68,7 +68,7 @@ class Pipeline {
   size_t unit_ = 1;
   bool escapes_ = false;       // the source is escaped Unicode
   bool sourceSafe_[128] = {};  // the decoder is at rest after this character
-  bool cut_[128] = {};         // ... and so is the encoder of the destination
+  bool cut_[128] = {};         // ... and the text before it leaves the encoder at rest
   ByteBuffer middle_;          // UCS-2 text between the stages
   ByteBuffer scratch_;
 };
