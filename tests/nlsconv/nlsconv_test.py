@@ -485,7 +485,13 @@ class DataDirectory(Workspace):
         self.assertFailure(result, "^nlsconv: cannot convert from pick to ISO-10646-UCS-2\n$")
 
     def test_default_is_the_build_data_directory(self):
+        # The shipped aliasreg.txt names Mac OS Roman "macintosh"; no built-in
+        # alias does.
         self.assertIn(DATA_DIR, nlsconv("--help").stdout.decode())
+        result = nlsconv("-f", "macintosh", stdin=b"\x8e\n", cwd=self.dir)
+        self.assertEqual((result.returncode, result.stdout), (0, "é\n".encode()))
+        result = nlsconv("--data-dir", self.dir, "-f", "macintosh", stdin=b"\x8e\n")
+        self.assertFailure(result, "^nlsconv: cannot convert from macintosh to UTF-8\n$")
 
 
 # ---- Detection ---------------------------------------------------------

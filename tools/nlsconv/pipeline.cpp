@@ -97,22 +97,28 @@ int RunHandle(NLS_ConverterHandle handle, const std::string& from, const std::st
   int status = NLS_ConvertStreamBuffer(handle, data, length, out.end(), size, &produced);
   out.Grow(std::min(produced, size));
   unsigned int held = Held(handle);
-  while (status == 2 && held != 0) {
+  // Output full: 2, or -1304 / -1303 from the UTF-8 and modified UTF-7
+  // encoders while input is held. A two-stage conversion may hold converted
+  // text with no input held (2 with a held size of 0).
+  while (status == 2 || ((status == -1303 || status == -1304) && held != 0)) {
     // The overflow size counts held input only; never offer less than the
     // usual buffer.
     unsigned int need = 0;
     NLS_GetConversionOverflowSize(handle, &need);
     const unsigned int room = std::max(size, need);
     if (!out.Reserve(room)) return kNoMemory;
-    status = NLS_ConverterGetOverflow(handle, out.end(), room, &produced);
+    const int drained = NLS_ConverterGetOverflow(handle, out.end(), room, &produced);
     out.Grow(std::min(produced, room));
     const unsigned int left = Held(handle);
-    if (status == 2 && produced == 0 && left >= held) break;  // no progress: stuck
+    // Nothing held and nothing more to come: the 2 only said that the
+    // terminator did not fit after the last of the output.
+    if (held == 0 && produced == 0) break;
+    status = drained;
+    if (produced == 0 && left >= held) break;  // no progress: the rest cannot be converted
     held = left;
   }
   held = std::min(Held(handle), length);
-  // Input used up but no room for the terminator: everything was written.
-  if (status == 2 && held == 0) status = 1;
+  if (held == 0 && (status == 2 || status == -1303 || status == -1304)) status = 1;
   *consumed = len - held;
   return status;
 }
