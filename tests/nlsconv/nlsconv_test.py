@@ -18,10 +18,12 @@ import base64
 import os
 import re
 import shlex
+import signal
 import stat
 import subprocess
 import sys
 import tempfile
+import time
 import unittest
 
 TOOL = os.environ.get("NLSCONV", "nlsconv")
@@ -260,6 +262,60 @@ class LongStretches(Workspace):
 
     def test_escapes_back_to_back(self):
         self.check(ESCAPED, UTF8, escape("é中" * 150001))
+
+
+class ConverterLibraries(Workspace):
+    """The same identity for encodings that converter libraries provide
+    (multi-byte, with trail bytes in the ASCII range, and the stateful
+    ISO-2022-JP), in both directions. Skipped where the data directory has
+    no such libraries."""
+
+    JAPANESE = "日本語のテキスト、漢字かな交じり文とカタカナ 123 ABC.\nです。\n" * 40 + "終わり"
+    CASES = [("Shift_JIS", "shift_jis", JAPANESE), ("euc-jp", "euc_jp", JAPANESE),
+             ("ISO-2022-JP", "iso2022_jp", JAPANESE),
+             ("Big5", "big5", "繁體中文的測試文字 ABC 123。\n許功蓋\n" * 60),
+             ("EUC-KR", "euc_kr", "한국어 텍스트입니다 ABC.\n안녕하세요\n" * 60),
+             ("windows-1252", "cp1252", "€ café – “quoted” naïve\n" * 80)]
+
+    def setUp(self):
+        super().setUp()
+        listing = parse_listing(nlsconv("-l").stdout.decode())
+        self.available = {name.lower() for name in listing["Encodings"]}
+
+    def test_chunking_identity_both_ways(self):
+        ran = 0
+        for name, codec, text in self.CASES:
+            canonical = name if name != "euc-jp" else \
+                "Extended_UNIX_Code_Packed_Format_for_Japanese"
+            if canonical.lower() not in self.available:
+                continue
+            ran += 1
+            data = text.encode(codec)
+            for source, destination, sample in ((name, UTF8, data), (name, IMAP, data),
+                                                (UTF8, name, text.encode()),
+                                                (UTF7, name, text.encode("utf-7"))):
+                expected = self.whole_buffer(source, destination, sample)
+                if (source, destination) == (name, UTF8):
+                    self.assertEqual(expected.decode(), text)  # the library agrees with Python
+                for chunk in (1, 2, 5, 64, None):
+                    extra = () if chunk is None else (f"--chunk-size={chunk}",)
+                    with self.subTest(source=source, destination=destination, chunk=chunk):
+                        self.assertSameBytes(self.convert(source, destination, sample, *extra),
+                                             expected, f"{source} -> {destination}")
+        if ran == 0:
+            self.skipTest("no converter libraries in the data directory")
+
+    def test_auto_converts_detected_japanese(self):
+        if "shift_jis" not in self.available or "iso-2022-jp" not in self.available:
+            self.skipTest("no Japanese converter library in the data directory")
+        files = [self.path("sjis.txt", self.JAPANESE.encode("shift_jis")),
+                 self.path("jis.txt", self.JAPANESE.encode("iso2022_jp"))]
+        result = nlsconv("-f", "auto", *files)
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertEqual(result.stdout, (self.JAPANESE * 2).encode())
+        self.assertRegex(result.stderr.decode(),
+                         f"^nlsconv: {re.escape(files[0])}: detected Shift_JIS .*\n"
+                         f"nlsconv: {re.escape(files[1])}: detected ISO-2022-JP .*\n$")
 
 
 # ---- Agreement with iconv and Python's codecs ----------------------------
@@ -629,6 +685,38 @@ class Failures(Workspace):
                     result = nlsconv("-f", source, "-t", destination, chunk, stdin=data)
                     self.assertFailure(result, r"^nlsconv: standard input: input ends inside a "
                                                rf"character at byte offset {offset}\n$")
+
+    def test_converter_that_stops(self):
+        # The table-driven converters end their input at a NUL byte.
+        for chunk in ("--chunk-size=1", "--chunk-size=65536"):
+            with self.subTest(chunk=chunk):
+                result = nlsconv("-f", MACROMAN, chunk, stdin=b"abc\0def\n")
+                self.assertFailure(result, r"^nlsconv: standard input: cannot convert the input "
+                                           r"from byte offset 3 on\n$")
+                self.assertEqual(result.stdout, b"abc")
+
+    def test_interrupt_removes_the_temporary_file(self):
+        out = self.existing_output()
+        process = subprocess.Popen(EMULATOR + [TOOL, "-f", "latin1", "-o", out],
+                                   stdin=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   env=clean_environment())
+        try:
+            process.stdin.write(b"partial input\n" * 1000)
+            process.stdin.flush()
+            for _ in range(3000):  # wait until the output is being written
+                if any(".nlsconv-" in n for n in os.listdir(self.dir)):
+                    break
+                time.sleep(0.01)
+            else:
+                self.fail("no temporary output file appeared")
+            process.send_signal(signal.SIGTERM)
+            process.wait(timeout=60)
+        finally:
+            process.kill()
+            process.stdin.close()
+            process.stderr.close()
+        self.assertEqual(process.returncode, -signal.SIGTERM)
+        self.assertUntouched(out)
 
     def test_full_disk(self):
         small = self.path("small.txt", b"small\n")
