@@ -123,6 +123,25 @@ int RunHandle(NLS_ConverterHandle handle, const std::string& from, const std::st
   return status;
 }
 
+// Offset just after the last code unit in data[begin, end) whose value is a
+// member of `set` (128 flags), or 0. The hot loop of the input scan.
+template <typename Unit>
+size_t LastMember(const bool* set, const unsigned char* data, size_t begin, size_t end) {
+  for (size_t i = end; i > begin; i -= sizeof(Unit)) {
+    Unit v;
+    std::memcpy(&v, data + i - sizeof(Unit), sizeof(Unit));
+    if (v < 128 && set[v]) return i;
+  }
+  return 0;
+}
+
+size_t LastMember(size_t unit, const bool* set, const unsigned char* data, size_t begin,
+                  size_t end) {
+  if (unit == 2) return LastMember<uint16_t>(set, data, begin, end);
+  if (unit == 4) return LastMember<uint32_t>(set, data, begin, end);
+  return LastMember<uint8_t>(set, data, begin, end);
+}
+
 }  // namespace
 
 Pipeline::~Pipeline() {
@@ -213,18 +232,14 @@ PieceResult Pipeline::Convert(const unsigned char* data, size_t len, ByteBuffer&
 }
 
 size_t Pipeline::LastCut(const unsigned char* data, size_t begin, size_t end) const {
-  for (size_t i = end; i > begin; i -= unit_) {
-    const unsigned v = UnitValue(data + i - unit_);
-    if (v < 128 && cut_[v]) return i;
-  }
-  return 0;
+  return LastMember(unit_, cut_, data, begin, end);
 }
 
 size_t Pipeline::FallbackCut(const unsigned char* data, size_t len, bool anywhere) const {
   const size_t aligned = len - len % unit_;
-  for (size_t i = anywhere ? 0 : aligned; i > 0; i -= unit_) {
-    const unsigned v = UnitValue(data + i - unit_);
-    if (v < 128 && sourceSafe_[v]) return i;
+  if (!anywhere) {
+    const size_t safe = LastMember(unit_, sourceSafe_, data, 0, aligned);
+    if (safe != 0) return safe;
   }
   // Escapes back to back: cut before the last escape whose backslash is not
   // itself escaped.
