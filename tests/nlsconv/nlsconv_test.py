@@ -126,8 +126,8 @@ def representable(text, encoding):
     return text
 
 
-# A text with something for every converter: ASCII punctuation (the UTF-7
-# specials "+", "-", "~", backslash), Latin-1, Greek, CJK, characters beyond
+# A text with something for every converter: ASCII punctuation (with "+",
+# "-", "~" and the backslash, which UTF-7 treats apart), Latin-1, Greek, CJK, characters beyond
 # the BMP (surrogate pairs), tabs and CR LF, a long base64 run without any
 # resting point, a line of many short runs, and no final line feed.
 TEXT = (
