@@ -1,6 +1,6 @@
 # What `cmake --install` puts under the prefix: the shared library with its
-# SONAME links, the public headers, nlsconv, the data directory with the
-# registry files, a pkg-config file and a CMake package (nlscnv::nlscnv).
+# SONAME links, the public headers, nlsconv, a pkg-config file and a CMake
+# package (nlscnv::nlscnv).
 include(CMakePackageConfigHelpers)
 
 set(NLS_CMAKE_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/nlscnv)
@@ -14,13 +14,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/include/nlscnv/converter.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nlscnv)
 install(TARGETS nlsconv_installed RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
-# The data directory exists even when no registry file is shipped: an
-# installation adds its own files and converter libraries there.
-file(GLOB _registry_files ${PROJECT_SOURCE_DIR}/data/conv30/*.txt)
-install(DIRECTORY DESTINATION ${CMAKE_INSTALL_DATADIR}/nlscnv/conv30)
-if(_registry_files)
-  install(FILES ${_registry_files} DESTINATION ${CMAKE_INSTALL_DATADIR}/nlscnv/conv30)
-endif()
+# The data directory share/nlscnv/conv30 with the registry files and the
+# converter libraries is installed by libs/CMakeLists.txt.
 
 install(EXPORT nlscnvTargets NAMESPACE nlscnv:: DESTINATION ${NLS_CMAKE_PACKAGE_DIR})
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/nlscnvConfig.cmake.in

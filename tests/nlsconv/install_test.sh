@@ -25,6 +25,10 @@ for f in "$source"/data/conv30/*.txt; do
   [ -e "$f" ] || continue
   cmp -s "$f" "$prefix/share/nlscnv/conv30/$(basename "$f")" || fail "registry file $f"
 done
+for f in "$build"/data/conv30/lib*30.so; do
+  [ -e "$f" ] || continue
+  [ -e "$prefix/share/nlscnv/conv30/$(basename "$f")" ] || fail "converter library $f"
+done
 [ "$(readlink "$prefix/$libdir/libnlscnv.so")" = libnlscnv.so.3 ] || fail "development link"
 [ "$(readlink "$prefix/$libdir/libnlscnv.so.3")" = libnlscnv.so.3.0.0 ] || fail "SONAME link"
 readelf -d "$prefix/$libdir/libnlscnv.so.3.0.0" | grep -q 'SONAME.*\[libnlscnv\.so\.3\]' ||
@@ -80,6 +84,13 @@ echo "install-test-alias UTF-8" >>"$prefix/share/nlscnv/conv30/aliasreg.txt"
    -f install-test-alias -t ISO-10646-UCS-2 "$sample") >"$work/nlsconv.ucs2" ||
   fail "installed nlsconv"
 cmp -s "$work/nlsconv.ucs2" "$work/expected.ucs2" || fail "installed nlsconv converted wrongly"
+# A converter library from the installed data directory.
+if [ -e "$prefix/share/nlscnv/conv30/libnlsjapanese30.so" ]; then
+  python3 -c 'import sys; sys.stdout.buffer.write("日本語のテキスト\n".encode("shift_jis"))' \
+    >"$work/sjis.txt"
+  [ "$(cd / && env -u QV_NLS_DATADIRECTORY "$prefix/bin/nlsconv" -f Shift_JIS "$work/sjis.txt")" = \
+    "日本語のテキスト" ] || fail "installed nlsconv with a converter library"
+fi
 # ... also when the installed tree has moved.
 mv "$prefix" "$work/moved"
 (cd / && env -u QV_NLS_DATADIRECTORY "$work/moved/bin/nlsconv" -f install-test-alias \
