@@ -269,6 +269,11 @@ bool RoundTripExpected(const Direction& d, const Bytes& text, Bytes* expected) {
 
 }  // namespace
 
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  nls_fuzz::KeepReportChannel();
+  return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider control(data, size);
   size_t count = 0;

@@ -44,8 +44,11 @@ int ModelEUCJP(const uint8_t* b, size_t n) {
       if (!in(b[i + 1], 0xA1, 0xDF)) return 0;
       i += 2;
     } else if (c == 0x8F) {
-      if (i + 2 >= n) return -1;  // both following bytes must be there
-      if (!in(b[i + 1], 0xA1, 0xFE) || !in(b[i + 2], 0xA1, 0xFE)) return 0;
+      // The following bytes are checked one after the other.
+      if (i + 1 >= n) return -1;
+      if (!in(b[i + 1], 0xA1, 0xFE)) return 0;
+      if (i + 2 >= n) return -1;
+      if (!in(b[i + 2], 0xA1, 0xFE)) return 0;
       i += 3;
     } else if (c <= 0xEF) {
       if (i + 1 >= n) return -1;
@@ -165,6 +168,11 @@ void ModelJIS(const uint8_t* b, size_t n, uint32_t* confidence, int* error) {
 }
 
 }  // namespace
+
+extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  nls_fuzz::KeepReportChannel();
+  return 0;
+}
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;

@@ -5,6 +5,7 @@
 #define NLSCNV_FUZZ_FUZZ_SUPPORT_H
 
 #include <fuzzer/FuzzedDataProvider.h>
+#include <unistd.h>
 
 #include <cstdarg>
 #include <cstdint>
@@ -21,15 +22,28 @@ namespace nls_fuzz {
 
 using Bytes = std::vector<uint8_t>;
 
+// Where failure messages go: the standard error the process started with,
+// kept by KeepReportChannel() from LLVMFuzzerInitialize, so that they stay
+// visible when the fuzzer runs with -close_fd_mask=2 to drop the library's
+// own diagnostic lines.
+inline int& ReportFd() {
+  static int fd = -1;
+  return fd;
+}
+inline void KeepReportChannel() {
+  if (ReportFd() < 0) ReportFd() = dup(2);
+}
+
 // Ends the run as a crash, so that libFuzzer keeps the input.
 [[noreturn]] inline void Fail(const char* file, int line, const char* what, const char* format,
                               ...) {
-  std::fprintf(stderr, "\nFUZZ CHECK FAILED at %s:%d: %s\n  ", file, line, what);
+  const int fd = ReportFd() >= 0 ? ReportFd() : 2;
+  dprintf(fd, "\nFUZZ CHECK FAILED at %s:%d: %s\n  ", file, line, what);
   va_list args;
   va_start(args, format);
-  std::vfprintf(stderr, format, args);
+  vdprintf(fd, format, args);
   va_end(args);
-  std::fprintf(stderr, "\n");
+  dprintf(fd, "\n");
   std::abort();
 }
 

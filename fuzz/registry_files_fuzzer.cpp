@@ -208,6 +208,7 @@ void CheckJava(const char* what, const std::string& query, const char* got,
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  nls_fuzz::KeepReportChannel();
   static char base[] = "/tmp/nls_fuzz_registry_XXXXXX";
   const std::string dir = mkdtemp(base);
   gConv = dir + "/conv30/";

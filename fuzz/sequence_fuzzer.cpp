@@ -105,6 +105,7 @@ void DeleteAll(State* state) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  nls_fuzz::KeepReportChannel();
   static char base[] = "/tmp/nls_fuzz_sequence_XXXXXX";
   gDirectory = mkdtemp(base);
   // Initialisation on demand reads the directory from the environment.

@@ -103,6 +103,7 @@ unsigned HeldBytes(NLS_ConverterHandle handle, size_t inputLength) {
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
+  nls_fuzz::KeepReportChannel();
   size_t count = 0;
   gDirections = nls_fuzz::Directions(&count);
   // A data directory without registry files: only the built-in conversions.
