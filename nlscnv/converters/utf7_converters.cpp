@@ -1,20 +1,111 @@
-// PLACEHOLDER until these converters land.
 #include "nlscnv/converters/utf7_converters.h"
+
+#include <initializer_list>
+
+// Character classes shared by both directions, filled once by the first
+// converter constructed.
+static const char* base64;
+static const char* direct;
+static const char* optional;
+static const char* spaces;
+static unsigned char mustshiftopt[128];
+static int16_t invbase64[128];
+static unsigned char isInitialized;
+
+static void InitializeUTF7() {
+  base64 = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  direct = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789'(),-./:?";
+  optional = "!\"#$%&*;<=>@[]^_`{|}";
+  spaces = " \t\r\n\b";
+  for (int i = 0; i < 128; ++i) {
+    mustshiftopt[i] = 1;
+    invbase64[i] = -1;
+  }
+  for (const char* set : {direct, spaces, optional}) {
+    for (const char* p = set; *p != '\0'; ++p) mustshiftopt[static_cast<unsigned char>(*p)] = 0;
+  }
+  for (int i = 0; i < 64; ++i) {
+    invbase64[static_cast<unsigned char>(base64[i])] = static_cast<int16_t>(i);
+  }
+  isInitialized = 1;
+}
+
+namespace {
+
+// Fills the tables exactly once; the guard of the local static makes
+// concurrent first constructions wait for the fill.
+void EnsureTables() {
+  static const bool filled = [] {
+    if (!isInitialized) InitializeUTF7();
+    return true;
+  }();
+  (void)filled;
+}
+
+struct Utf7 {
+  static constexpr unsigned char kShift = '+';
+  static int Digit(unsigned char c) { return invbase64[c]; }
+  static bool Absorbed(unsigned char c) { return c == '-'; }
+  static bool StandsForItself(uint32_t r) { return !mustshiftopt[r]; }
+
+  static void Step(nls::Base64EncoderState& s, uint32_t r, bool ended, nls::Base64Piece& piece) {
+    const bool encode = !ended && (r > 0x7F || mustshiftopt[r]);
+    if (encode && !s.shifted) {
+      piece.Put('+');
+      if (r == '+') {
+        piece.Put('-');
+        return;
+      }
+      s.shifted = true;
+    }
+    if (s.shifted) {
+      if (encode) {
+        nls::AppendUnit(s, r);
+        nls::PutDigits(s, false, base64, piece);
+        return;
+      }
+      nls::PutDigits(s, true, base64, piece);
+      s.shifted = false;
+      // "-" ends the run only where the next byte would otherwise be read as
+      // part of it.
+      if (!ended && (r == '-' || invbase64[r] >= 0)) piece.Put('-');
+    }
+    if (!ended) piece.Put(static_cast<unsigned char>(r));
+  }
+};
+
+}  // namespace
 
 TUTF7ToUnicodeConverter::TUTF7ToUnicodeConverter()
     : TEncodingConverter("UNICODE-1-1-UTF-7", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 0, 2,
-                         nullptr, 0, 0) {}
+                         nullptr, 0, 0) {
+  EnsureTables();
+  fStatus = 1;
+}
+
 TUTF7ToUnicodeConverter::~TUTF7ToUnicodeConverter() = default;
-int TUTF7ToUnicodeConverter::Convert(unsigned char*, unsigned int*, unsigned int,
-                                     const unsigned char*, unsigned int, unsigned int*) {
-  return -1;
+
+void TUTF7ToUnicodeConverter::Reset() { fRun = nls::Base64DecoderState(); }
+
+int TUTF7ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                                     const unsigned char* src, unsigned int srcLen,
+                                     unsigned int* srcUsed) {
+  return nls::DecodeBase64Runs<Utf7>(fRun, dst, dstLen, dstSize, src, srcLen, srcUsed);
 }
 
 TUnicodeToUTF7Converter::TUnicodeToUTF7Converter()
     : TEncodingConverter("ISO-10646-UCS-2", "UNICODE-1-1-UTF-7", nullptr, nullptr, nullptr, 0, 6,
-                         nullptr, 0, 1) {}
+                         nullptr, 0, 1) {
+  EnsureTables();
+  fStatus = 1;
+}
+
 TUnicodeToUTF7Converter::~TUnicodeToUTF7Converter() = default;
-int TUnicodeToUTF7Converter::Convert(unsigned char*, unsigned int*, unsigned int,
-                                     const unsigned char*, unsigned int, unsigned int*) {
-  return -1;
+
+void TUnicodeToUTF7Converter::Reset() { fRun = nls::Base64EncoderState(); }
+
+int TUnicodeToUTF7Converter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                                     const unsigned char* src, unsigned int srcLen,
+                                     unsigned int* srcUsed) {
+  return nls::EncodeBase64Runs<Utf7>(fRun, 2, dst, dstLen, dstSize, src, srcLen, srcUsed);
 }
