@@ -36,7 +36,7 @@ void EncodingConverter::deleteEncodingRegistry() {
 
 void EncodingConverter::registerStaticLibrary(char* list) {
   EnsureRegistry();
-  fgRegistry->RegisterStaticConverters(list);
+  if (fgRegistry != nullptr) fgRegistry->RegisterStaticConverters(list);
 }
 
 bool EncodingConverter::exists(const char* from, const char* to) {
@@ -59,6 +59,10 @@ EncodingConverter::EncodingConverter(const char* from, const char* to)
       fRemainder(nullptr),
       fConverter(nullptr) {
   EnsureRegistry();
+  if (fgRegistry == nullptr) {
+    fStatus = -1002;  // the registry could not be allocated (line 221)
+    return;
+  }
 
   // A pair with its own entry is always converted directly.
   fConverter = fgRegistry->CreateEncodingConverter(fFromName, fToName);

@@ -271,15 +271,18 @@ class HostScenario : public Scenario {
          {"nlsenc:147", "enconv:79", "enconv:81", "enconv:83"},
          {"nlsenc:147", "enconv:79", "enconv:81", "enconv:83"}},
         {"stream", kConvertStatuses, {"twostage:60"}, {"twostage:60"}},
+        // "*" is a new name for the alias table the first time.
         {"list",
          {1, -1015},
-         {"nlsenc:291", "enconv:553", "enconv:554"},
+         {"nlsenc:291", "enconv:553", "enconv:554", "reg:479"},
          {"nlsenc:291", "enconv:553", "enconv:554"}},
         {"names", {}, {"reg:479"}, {"reg:479"}},
         {"register",
          {1, -1002, -1007, -1008, -1301},
+         // An entry point of the host's list that the loader could not keep
+         // is missing when the converter is made.
          {"reg:618", "reg:626", "reg:630", "nlsenc:147", "enconv:79", "enconv:81", "enconv:83",
-          "enconv:90"},
+          "enconv:90", "linker:733", "reg:533"},
          {"reg:618", "reg:626", "reg:630"}},
         {"whole buffer",
          {1, 2, -1002, -1014},

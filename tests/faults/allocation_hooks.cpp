@@ -57,6 +57,7 @@ void Resolve() {
 
 bool gOpen = false;
 long gFailAt = 0;
+size_t gFailSize = 0;  // 0: no size fails
 long gCount = 0;
 bool gFailed = false;
 
@@ -89,10 +90,10 @@ void Forget(const void* p) {
 }
 
 // Decides the fate of one allocation: false when it is the one to fail.
-bool Admit() {
+bool Admit(size_t size) {
   if (!gOpen) return true;
   ++gCount;
-  if (gCount == gFailAt) {
+  if (gCount == gFailAt || (gFailSize != 0 && size == gFailSize)) {
     gFailed = true;
     return false;
   }
@@ -112,8 +113,14 @@ void OpenWindow(long failAt) {
   std::memset(gLive, 0, sizeof gLive);
   gCount = 0;
   gFailAt = failAt;
+  gFailSize = 0;
   gFailed = false;
   gOpen = true;
+}
+
+void OpenWindowFailingSize(size_t size) {
+  OpenWindow(0);
+  gFailSize = size;
 }
 
 void CloseWindow() { gOpen = false; }
@@ -148,7 +155,7 @@ extern "C" {
 void* malloc(size_t size) {
   Resolve();
   if (gMalloc == nullptr) return BootstrapAllocate(size);
-  if (!Admit()) return nullptr;
+  if (!Admit(size)) return nullptr;
   return Track(gMalloc(size), size);
 }
 
@@ -160,7 +167,7 @@ void* calloc(size_t count, size_t size) {
     if (p != nullptr) std::memset(p, 0, count * size);
     return p;
   }
-  if (!Admit()) return nullptr;
+  if (!Admit(count * size)) return nullptr;
   return Track(gCalloc(count, size), count * size);
 }
 
@@ -171,7 +178,7 @@ void* realloc(void* old, size_t size) {
     if (p != nullptr) std::memcpy(p, old, size);  // bootstrap blocks are small
     return p;
   }
-  if (!Admit()) return nullptr;
+  if (!Admit(size)) return nullptr;
   void* p = gRealloc(old, size);
   if (p != nullptr && old != nullptr) Forget(old);
   return Track(p, size);

@@ -13,6 +13,8 @@ namespace nls_faults {
 // Opens a window in which allocation number `failAt` (counting from 1) fails;
 // 0 lets every allocation succeed.
 void OpenWindow(long failAt);
+// Opens a window in which every allocation of exactly `size` bytes fails.
+void OpenWindowFailingSize(size_t size);
 // Closes the window: nothing is counted or failed any more.
 void CloseWindow();
 // Stops and resumes counting without closing the window (for the test's own
