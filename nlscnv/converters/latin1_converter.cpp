@@ -1,5 +1,26 @@
-// PLACEHOLDER until the Latin-1 converter lands.
+// ISO-8859-1 <-> UCS-2: every byte is the character of the same number, and
+// every character becomes the byte of its low eight bits. The counts follow
+// from the buffer sizes, so each direction is one plain widening or narrowing
+// loop.
 #include "nlscnv/converters/latin1_converter.h"
+
+#include <algorithm>
+
+#include "nlscnv/support/diagnostics.h"
+#include "nlscnv/support/unaligned.h"
+
+namespace {
+
+void Widen(unsigned char* dst, const unsigned char* src, unsigned n) {
+  for (unsigned i = 0; i < n; ++i) nls::StoreUnit16(dst + 2 * i, src[i]);
+}
+
+void Narrow(unsigned char* dst, const unsigned char* src, unsigned n) {
+  for (unsigned i = 0; i < n; ++i)
+    dst[i] = static_cast<unsigned char>(nls::LoadUnit16(src + 2 * i));
+}
+
+}  // namespace
 
 TLatin1EncodingConverter::TLatin1EncodingConverter(
     const char* sourceName, const char* destinationName, const UnicodeTableSet* tableSet,
@@ -8,13 +29,34 @@ TLatin1EncodingConverter::TLatin1EncodingConverter(
     unsigned int moduleRef, char fromUnicode)
     : TEncodingConverter(sourceName, destinationName, tableSet, fromUnicodeTables, toUnicodeTables,
                          csid, sizeFactor, resourceMap, moduleRef, fromUnicode) {}
+
 TLatin1EncodingConverter::~TLatin1EncodingConverter() = default;
-int TLatin1EncodingConverter::ConvertToUnicode(unsigned char*, unsigned int*, unsigned int,
-                                               const unsigned char*, unsigned int, unsigned int*) {
-  return -1009;
+
+// Stores characters while more than 2 output bytes remain; the 16-bit
+// terminator follows when it fits (not after an odd-sized output).
+int TLatin1EncodingConverter::ConvertToUnicode(unsigned char* dst, unsigned int* dstLen,
+                                               unsigned int dstSize, const unsigned char* src,
+                                               unsigned int srcLen, unsigned int* srcUsed) {
+  if (dst == nullptr || dstLen == nullptr || src == nullptr || dstSize == 0 || srcLen == 0)
+    return -1009;
+  const unsigned n = std::min(srcLen, (dstSize - 1) / 2);
+  Widen(dst, src, n);
+  if (dstSize - 2 * n >= 2) nls::StoreUnit16(dst + 2 * n, 0);
+  *dstLen = 2 * n;
+  *srcUsed = n;
+  return n == srcLen ? 1 : 2;
 }
-int TLatin1EncodingConverter::ConvertFromUnicode(unsigned char*, unsigned int*, unsigned int,
-                                                 const unsigned char*, unsigned int,
-                                                 unsigned int*) {
-  return -1009;
+
+// Writes bytes while at least 2 output bytes remain, then the NUL. With no
+// output at all there is no room for the NUL either.
+int TLatin1EncodingConverter::ConvertFromUnicode(unsigned char* dst, unsigned int* dstLen,
+                                                 unsigned int dstSize, const unsigned char* src,
+                                                 unsigned int srcLen, unsigned int* srcUsed) {
+  const unsigned n = std::min(srcLen / 2, dstSize == 0 ? 0 : dstSize - 1);
+  Narrow(dst, src, n);
+  if (n == dstSize) nls::AssertLine(40, nls::unit::kLat1cn);
+  *dstLen = n;
+  *srcUsed = 2 * n;
+  if (n < dstSize) dst[n] = 0;
+  return 2 * n == srcLen ? 1 : 2;
 }

@@ -1,19 +1,270 @@
-// PLACEHOLDER until the table engine lands: no tables, no conversion.
-#include "nlscnv/converter.h"
+// The table engine: bytes to UCS-2 by scanning a sequence with a slot's shift
+// table and looking its code up in the slot's mapping table, and UCS-2 to
+// bytes by looking the character up and writing its code with the shift
+// table. Slots are tried in order; the first one that maps wins.
+//
+// Both directions are written once over a lookup policy: the reference form
+// searches the cells, the fast form reads the direct arrays of
+// table_fastpath.h. When every slot is single-byte, dedicated loops do the
+// same work without the scan and generate steps.
+#include "nlscnv/framework/table_engine.h"
 
-const uint16_t* FindUTable(unsigned short, const UnicodeTableList*) { return nullptr; }
-const char* const* FindUTableName(unsigned short, const resourceMapTable*, int) { return nullptr; }
-int TEncodingConverter::LoadUCS2TableSet(unsigned short, uTableSet*, int) { return -1010; }
-void TEncodingConverter::UnloadUCS2TableSet(uTableSet*, int) {}
-const uint16_t* TEncodingConverter::LoadFromUCS2Table(unsigned short) { return nullptr; }
-const uint16_t* TEncodingConverter::LoadToUCS2Table(unsigned short) { return nullptr; }
-void TEncodingConverter::UnloadFromUCS2Table(unsigned short) {}
-void TEncodingConverter::UnloadToUCS2Table(unsigned short) {}
-int TEncodingConverter::ConvertToUnicode(unsigned char*, unsigned int*, unsigned int,
-                                         const unsigned char*, unsigned int, unsigned int*) {
-  return -1009;
+#include <algorithm>
+
+#include "nlscnv/framework/mapping_tables.h"
+#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/framework/table_fastpath.h"
+#include "nlscnv/support/diagnostics.h"
+#include "nlscnv/support/unaligned.h"
+
+namespace nls {
+namespace {
+
+constexpr uint32_t kSlots = 4;
+constexpr unsigned char kReplacement = '?';
+
+struct SearchLookup {
+  const uTableSet& set;
+  uint16_t operator()(uint32_t slot, uint16_t code) const {
+    return LookupMappingTable(set.tables[slot], code);
+  }
+};
+
+struct DirectLookup {
+  const uTableSet& set;
+  const uint16_t* direct[kSlots];
+  uint16_t operator()(uint32_t slot, uint16_t code) const {
+    return direct[slot] != nullptr ? direct[slot][code]
+                                   : LookupMappingTable(set.tables[slot], code);
+  }
+};
+
+bool BadToUnicodeArguments(const unsigned char* dst, const unsigned int* dstLen,
+                           unsigned int dstSize, const unsigned char* src, unsigned int srcLen) {
+  return dst == nullptr || dstLen == nullptr || src == nullptr || dstSize == 0 || srcLen == 0;
 }
-int TEncodingConverter::ConvertFromUnicode(unsigned char*, unsigned int*, unsigned int,
-                                           const unsigned char*, unsigned int, unsigned int*) {
-  return -1009;
+
+// Characters stored to UCS-2 while more than 2 output bytes remain.
+unsigned ToUnicodeCapacity(unsigned dstSize) { return (dstSize - 1) / 2; }
+// Bytes written from UCS-2 one at a time while at least 2 remain.
+unsigned FromUnicodeCapacity(unsigned dstSize) { return dstSize == 0 ? 0 : dstSize - 1; }
+
+// The 16-bit terminator goes after the output only when it fits.
+int FinishToUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsigned in,
+                    unsigned srcLen, unsigned* dstLen, unsigned* srcUsed) {
+  if (dstSize - out >= 2) StoreUnit16(dst + out, 0);
+  *dstLen = out;
+  *srcUsed = in;
+  return in == srcLen ? 1 : 2;
+}
+
+int FinishFromUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsigned read,
+                      unsigned srcLen, unsigned* dstLen, unsigned* srcUsed) {
+  if (out == dstSize) AssertLine(143, unit::kEnccn);
+  *dstLen = out;
+  *srcUsed = 2 * read;
+  if (out < dstSize) dst[out] = 0;
+  return *srcUsed == srcLen ? 1 : 2;
+}
+
+template <typename Lookup>
+int ToUnicodeLoop(const uTableSet& set, uint32_t count, const Lookup& lookup, unsigned char* dst,
+                  unsigned* dstLen, unsigned dstSize, const unsigned char* src, unsigned srcLen,
+                  unsigned* srcUsed) {
+  unsigned in = 0, out = 0;
+  while (in < srcLen && src[in] != 0 && dstSize - out > 2) {
+    const unsigned char b = src[in];
+    uint16_t ch = kUnmapped;
+    unsigned used = 1;
+    if (b < 0x20) {
+      ch = b;
+    } else {
+      for (uint32_t s = 0; s < count; ++s) {
+        const UnicodeTableSlot& slot = set.slots[s];
+        if (set.tables[s] == nullptr || set.shiftTables[s] == nullptr || b < slot.firstByte ||
+            b > slot.lastByte)
+          continue;
+        uint16_t code;
+        unsigned length;
+        if (!ScanShift(set.shiftTables[s], src + in, srcLen - in, &code, &length)) continue;
+        const uint16_t mapped = lookup(s, code);
+        if (mapped != kUnmapped) {
+          ch = mapped;
+          used = length;
+          break;
+        }
+      }
+    }
+    StoreUnit16(dst + out, ch);
+    out += 2;
+    in += used;
+  }
+  return FinishToUnicode(dst, out, dstSize, in, srcLen, dstLen, srcUsed);
+}
+
+template <typename Lookup>
+int FromUnicodeLoop(const uTableSet& set, uint32_t count, const Lookup& lookup, unsigned char* dst,
+                    unsigned* dstLen, unsigned dstSize, const unsigned char* src, unsigned srcLen,
+                    unsigned* srcUsed) {
+  const unsigned chars = srcLen / 2;
+  unsigned read = 0, out = 0;
+  while (read < chars && dstSize - out >= 2) {
+    const uint16_t c = LoadUnit16(src + 2 * read);
+    ++read;
+    uint32_t chosen = kSlots;
+    uint16_t code = 0;
+    for (uint32_t s = 0; s < count; ++s) {
+      if (set.tables[s] == nullptr) continue;
+      code = lookup(s, c);
+      if (code != kUnmapped) {
+        chosen = s;
+        break;
+      }
+    }
+    if (chosen == kSlots) {
+      dst[out++] = c <= 0x20 ? static_cast<unsigned char>(c) : kReplacement;
+      continue;
+    }
+    unsigned length;
+    const ShiftTable* shift = set.shiftTables[chosen];
+    if (shift != nullptr && GenerateShift(shift, code, dst + out, dstSize - out, &length)) {
+      out += length;
+    } else {
+      AssertLine(108, unit::kEnccn);
+      dst[out++] = kReplacement;
+    }
+  }
+  return FinishFromUnicode(dst, out, dstSize, read, srcLen, dstLen, srcUsed);
+}
+
+// Single-byte sets: every byte is one character and every character one
+// byte, so the counts follow from the buffer sizes.
+int SingleByteToUnicode(const uTableSet& set, uint32_t count, const DirectLookup& lookup,
+                        unsigned char* dst, unsigned* dstLen, unsigned dstSize,
+                        const unsigned char* src, unsigned srcLen, unsigned* srcUsed) {
+  const unsigned n = std::min(srcLen, ToUnicodeCapacity(dstSize));
+  unsigned i = 0;
+  const uint16_t* map = lookup.direct[0];
+  if (count == 1 && map != nullptr && set.slots[0].firstByte == 0x00 &&
+      set.slots[0].lastByte == 0xFF) {
+    for (; i < n; ++i) {
+      const unsigned char b = src[i];
+      if (b == 0) break;
+      StoreUnit16(dst + 2 * i, b < 0x20 ? b : map[b]);
+    }
+  } else {
+    for (; i < n; ++i) {
+      const unsigned char b = src[i];
+      if (b == 0) break;
+      uint16_t ch = b < 0x20 ? b : kUnmapped;
+      for (uint32_t s = 0; b >= 0x20 && s < count; ++s) {
+        if (lookup.direct[s] == nullptr || b < set.slots[s].firstByte || b > set.slots[s].lastByte)
+          continue;
+        const uint16_t mapped = lookup.direct[s][b];
+        if (mapped != kUnmapped) {
+          ch = mapped;
+          break;
+        }
+      }
+      StoreUnit16(dst + 2 * i, ch);
+    }
+  }
+  return FinishToUnicode(dst, 2 * i, dstSize, i, srcLen, dstLen, srcUsed);
+}
+
+int SingleByteFromUnicode(uint32_t count, const DirectLookup& lookup, unsigned char* dst,
+                          unsigned* dstLen, unsigned dstSize, const unsigned char* src,
+                          unsigned srcLen, unsigned* srcUsed) {
+  const unsigned n = std::min(srcLen / 2, FromUnicodeCapacity(dstSize));
+  const uint16_t* map = lookup.direct[0];
+  if (count == 1 && map != nullptr) {
+    for (unsigned i = 0; i < n; ++i) {
+      const uint16_t c = LoadUnit16(src + 2 * i);
+      const uint16_t code = map[c];
+      dst[i] = static_cast<unsigned char>(code != kUnmapped ? code : c <= 0x20 ? c : kReplacement);
+    }
+  } else {
+    for (unsigned i = 0; i < n; ++i) {
+      const uint16_t c = LoadUnit16(src + 2 * i);
+      unsigned char byte = c <= 0x20 ? static_cast<unsigned char>(c) : kReplacement;
+      for (uint32_t s = 0; s < count; ++s) {
+        if (lookup.direct[s] == nullptr) continue;
+        const uint16_t code = lookup.direct[s][c];
+        if (code != kUnmapped) {
+          byte = static_cast<unsigned char>(code);
+          break;
+        }
+      }
+      dst[i] = byte;
+    }
+  }
+  return FinishFromUnicode(dst, n, dstSize, n, srcLen, dstLen, srcUsed);
+}
+
+// Fetches the direct arrays of the used slots. True when every used slot is
+// single-byte and has its array (a slot without a table counts as unused).
+bool PrepareDirect(const uTableSet& set, uint32_t count, bool toUnicode, DirectLookup* lookup) {
+  bool singleByte = true;
+  for (uint32_t s = 0; s < kSlots; ++s) lookup->direct[s] = nullptr;
+  for (uint32_t s = 0; s < count; ++s) {
+    if (set.tables[s] == nullptr) continue;
+    const bool byteScheme = set.shiftTables[s] != nullptr && set.shiftTables[s]->tableClass == 0;
+    const uint32_t size = toUnicode && byteScheme ? kByteMapSize : kFullMapSize;
+    lookup->direct[s] = DirectMap(set.tables[s], size);
+    singleByte = singleByte && byteScheme && lookup->direct[s] != nullptr;
+  }
+  return singleByte;
+}
+
+}  // namespace
+
+int TableToUnicodeReference(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+                            unsigned* dstLen, unsigned dstSize, const unsigned char* src,
+                            unsigned srcLen, unsigned* srcUsed) {
+  if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return -1009;
+  return ToUnicodeLoop(set, std::min(tableCount, kSlots), SearchLookup{set}, dst, dstLen, dstSize,
+                       src, srcLen, srcUsed);
+}
+
+int TableFromUnicodeReference(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+                              unsigned* dstLen, unsigned dstSize, const unsigned char* src,
+                              unsigned srcLen, unsigned* srcUsed) {
+  return FromUnicodeLoop(set, std::min(tableCount, kSlots), SearchLookup{set}, dst, dstLen, dstSize,
+                         src, srcLen, srcUsed);
+}
+
+int TableToUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst, unsigned* dstLen,
+                   unsigned dstSize, const unsigned char* src, unsigned srcLen, unsigned* srcUsed) {
+  if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return -1009;
+  const uint32_t count = std::min(tableCount, kSlots);
+  DirectLookup lookup{set, {}};
+  if (PrepareDirect(set, count, true, &lookup))
+    return SingleByteToUnicode(set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  return ToUnicodeLoop(set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
+}
+
+int TableFromUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+                     unsigned* dstLen, unsigned dstSize, const unsigned char* src, unsigned srcLen,
+                     unsigned* srcUsed) {
+  const uint32_t count = std::min(tableCount, kSlots);
+  DirectLookup lookup{set, {}};
+  if (PrepareDirect(set, count, false, &lookup))
+    return SingleByteFromUnicode(count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  return FromUnicodeLoop(set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
+}
+
+}  // namespace nls
+
+int TEncodingConverter::ConvertToUnicode(unsigned char* dst, unsigned int* dstLen,
+                                         unsigned int dstSize, const unsigned char* src,
+                                         unsigned int srcLen, unsigned int* srcUsed) {
+  return nls::TableToUnicode(fToUnicodeSet, fTableCount, dst, dstLen, dstSize, src, srcLen,
+                             srcUsed);
+}
+
+int TEncodingConverter::ConvertFromUnicode(unsigned char* dst, unsigned int* dstLen,
+                                           unsigned int dstSize, const unsigned char* src,
+                                           unsigned int srcLen, unsigned int* srcUsed) {
+  return nls::TableFromUnicode(fFromUnicodeSet, fTableCount, dst, dstLen, dstSize, src, srcLen,
+                               srcUsed);
 }

@@ -67,13 +67,17 @@ TEST_F(Streaming, DrainIntoTooSmallBufferKeepsRemainder) {
   EncodingConverter object("UTF-8", "ISO-10646-UCS-2");
   Bytes in = B("\xE4\xB8\xAD\xE6\x96\x87");
   unsigned char out[4];
-  object.convert(in.data(), 6, out, 2);  // room for nothing but a terminator
+  object.convert(in.data(), 6, out, 1);  // no room for a single unit
   EXPECT_EQ(object.status(), 2);
   EXPECT_EQ(object.remainderSize(), 6u);
-  object.nextBuffer(out, 1);
+  EXPECT_EQ(object.nextBuffer(out, 1), 0u);
   EXPECT_EQ(object.remainderSize(), 6u);
-  EXPECT_EQ(object.nextBuffer(out, 4), 2u);
+  EXPECT_EQ(object.nextBuffer(out, 3), 2u);  // one unit; the terminator does not fit
+  EXPECT_EQ(object.status(), 2);
   EXPECT_EQ(object.remainderSize(), 3u);
+  EXPECT_EQ(object.nextBuffer(out, 4), 2u);
+  EXPECT_EQ(object.status(), 1);
+  EXPECT_EQ(object.remainderSize(), 0u);
 }
 
 TEST_F(Streaming, NextBufferWithoutBufferIsRefused) {
