@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <strings.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <cstdio>
@@ -18,6 +17,8 @@
 #include <vector>
 
 #include "nlscnv.h"
+#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/registry_container.h"
 #include "support/test_support.h"
 
 using nls_test::Bytes;
@@ -32,25 +33,27 @@ void Lock(void* m) {
 }
 void Unlock(void* m) { pthread_mutex_unlock(static_cast<pthread_mutex_t*>(m)); }
 
+// The data directory: the test's converter library is already in its
+// conv30/; the registry files name it and one more alias.
 const char* DataDirectory() {
-  static std::string dir = [] {
-    char base[] = "/tmp/nls_threads_XXXXXX";
-    std::string d = mkdtemp(base);
-    const std::string conv = d + "/conv30/";
-    mkdir(conv.c_str(), 0700);
-    FILE* f = std::fopen((conv + "aliasreg.txt").c_str(), "w");
-    std::fputs("thread-latin ISO_8859-1:1987\n", f);
-    std::fclose(f);
-    // encreg.txt comes first; without it aliasreg.txt is not read.
-    f = std::fopen((conv + "encreg.txt").c_str(), "w");
+  static const bool written = [] {
+    const std::string conv = std::string(NLS_THREADS_DATA) + "/conv30/";
+    FILE* f = std::fopen((conv + "encreg.txt").c_str(), "w");
+    if (f == nullptr) return false;
     std::fputs(
         "X-THREAD ISO-10646-UCS-2 @@staticconvertersINTERNAL@@ "
-        "NewLatin1ToUnicodeEncodingConverter #\n",
+        "NewLatin1ToUnicodeEncodingConverter #\n"
+        "X-THREADLIB ISO-10646-UCS-2 nlsthreads NewThreadLatinToUnicode #\n"
+        "ISO-10646-UCS-2 X-THREADLIB nlsthreads NewUnicodeToThreadLatin #\n",
         f);
     std::fclose(f);
-    return d;
+    f = std::fopen((conv + "aliasreg.txt").c_str(), "w");
+    if (f == nullptr) return false;
+    std::fputs("thread-latin ISO_8859-1:1987\n", f);
+    std::fclose(f);
+    return true;
   }();
-  return dir.c_str();
+  return written ? NLS_THREADS_DATA : nullptr;
 }
 
 struct Pair {
@@ -69,6 +72,8 @@ const Pair kPairs[] = {
     {"ISO-10646-UCS-4", "IMAP-MODIFIED-UTF-7"},
     {"IMAP-MODIFIED-UTF-7", "thread-latin"},
     {"X-THREAD", "UTF-8"},
+    {"X-THREADLIB", "UTF-8"},
+    {"ISO-10646-UCS-4", "X-THREADLIB"},
 };
 constexpr size_t kPairCount = sizeof(kPairs) / sizeof(kPairs[0]);
 
@@ -88,7 +93,8 @@ Bytes RandomText(std::mt19937& rng, const char* from) {
       const uint32_t u = 0x20 + rng() % 0x4000;
       text.insert(text.end(), reinterpret_cast<const uint8_t*>(&u),
                   reinterpret_cast<const uint8_t*>(&u) + 4);
-    } else if (name == "latin1" || name == "x-mac-roman" || name == "X-THREAD") {
+    } else if (name == "latin1" || name == "x-mac-roman" || name == "X-THREAD" ||
+               name == "X-THREADLIB") {
       text.push_back(static_cast<uint8_t>(1 + rng() % 255));
     } else if (name == "UTF-8") {
       const char* pieces[] = {"a", "\xC3\xA9", "\xE6\x97\xA5", "\xF0\x9F\x98\x80", " "};
@@ -147,16 +153,16 @@ std::vector<Bytes> RunJobs(const std::vector<Job>& jobs, int* failures) {
 TEST(Threads, ConvertersNamesAndListsAtOnce) {
   NLS_EncTerminate();
   MutexImplementation mutex = {&gMutex, Lock, Unlock};
+  ASSERT_NE(DataDirectory(), nullptr);
   ASSERT_EQ(NLS_EncInitialize(&mutex, DataDirectory()), 1);
 
-  // Each thread's jobs, and their results made on this thread before any
-  // other starts.
+  // Each thread's jobs. The threads start before anything else has used a
+  // converter, so that the first use of every part happens on them.
   constexpr int kConverterThreads = 4;
   constexpr int kJobsPerThread = 60;
   std::vector<std::vector<Job>> jobs(kConverterThreads);
-  std::vector<std::vector<Bytes>> expected(kConverterThreads);
+  std::vector<std::vector<Bytes>> outputs(kConverterThreads);
   std::mt19937 rng(20260801);
-  int referenceFailures = 0;
   for (int t = 0; t < kConverterThreads; ++t) {
     for (int j = 0; j < kJobsPerThread; ++j) {
       Job job;
@@ -165,22 +171,23 @@ TEST(Threads, ConvertersNamesAndListsAtOnce) {
       job.outSize = 7 + static_cast<unsigned>(rng() % 90);
       jobs[t].push_back(job);
     }
-    expected[t] = RunJobs(jobs[t], &referenceFailures);
+    // Every thread begins with a pair whose converters fill tables on
+    // first use (UTF-7 and modified UTF-7).
+    jobs[t][0].pair = t % 2 ? 2 : 6;
+    jobs[t][0].text = RandomText(rng, kPairs[jobs[t][0].pair].from);
   }
-  ASSERT_EQ(referenceFailures, 0);
-  for (const auto& list : expected)
-    for (const Bytes& out : list) ASSERT_FALSE(out.empty()) << "a reference conversion is empty";
 
-  std::atomic<int> mismatches{0};
   std::atomic<int> failures{0};
+  std::atomic<int> waiting{kConverterThreads};
   std::vector<std::thread> threads;
   for (int t = 0; t < kConverterThreads; ++t) {
     threads.emplace_back([&, t] {
+      // All converter threads make their first converter at the same moment.
+      waiting.fetch_sub(1);
+      while (waiting.load() > 0) std::this_thread::yield();
       int failed = 0;
-      const std::vector<Bytes> outputs = RunJobs(jobs[t], &failed);
+      outputs[t] = RunJobs(jobs[t], &failed);
       failures += failed;
-      for (size_t j = 0; j < outputs.size(); ++j)
-        if (outputs[j] != expected[t][j]) ++mismatches;
     });
   }
 
@@ -212,7 +219,7 @@ TEST(Threads, ConvertersNamesAndListsAtOnce) {
           NLS_EnumerationHandle list = nullptr;
           unsigned count = 0;
           if (NLS_NewEncodingConverterEnumeration("*", "ISO-10646-UCS-2", &list) != 1 ||
-              NLS_CountEncodingConverters(list, &count) != 1 || count != 8) {
+              NLS_CountEncodingConverters(list, &count) != 1 || count != 9) {
             ++failures;
           }
           NLS_DeleteEncodingConverterEnumeration(list);
@@ -222,7 +229,18 @@ TEST(Threads, ConvertersNamesAndListsAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
 
-  EXPECT_EQ(mismatches.load(), 0) << "conversions on several threads differ from one thread's";
+  // The same jobs once more, one thread after the other.
+  int mismatches = 0;
+  for (int t = 0; t < kConverterThreads; ++t) {
+    int failed = 0;
+    const std::vector<Bytes> expected = RunJobs(jobs[t], &failed);
+    ASSERT_EQ(failed, 0);
+    for (size_t j = 0; j < expected.size(); ++j) {
+      ASSERT_FALSE(expected[j].empty()) << "a conversion gave nothing";
+      if (outputs[t][j] != expected[j]) ++mismatches;
+    }
+  }
+  EXPECT_EQ(mismatches, 0) << "conversions on several threads differ from one thread's";
   EXPECT_EQ(failures.load(), 0) << "calls failed on several threads";
   EXPECT_EQ(wrongNames.load(), 0);
   // Afterwards every unknown name is known, in one spelling for all cases.
@@ -234,6 +252,86 @@ TEST(Threads, ConvertersNamesAndListsAtOnce) {
   }
   EXPECT_GT(gLocks.load(), 2) << "the registry never took the host's mutex";
   EXPECT_EQ(NLS_EncTerminate(), 1);
+}
+
+}  // namespace
+
+namespace {
+
+// Lets `count` threads pass only together.
+class StartLine {
+ public:
+  explicit StartLine(int count) : waiting_(count) {}
+  void Pass() {
+    waiting_.fetch_sub(1);
+    while (waiting_.load() > 0) std::this_thread::yield();
+  }
+
+ private:
+  std::atomic<int> waiting_;
+};
+
+// Entries added to one container by several threads at once all stay in it:
+// none is lost to a concurrent insertion into the same chain.
+TEST(Threads, ConcurrentInsertionsKeepEveryEntry) {
+  constexpr int kThreads = 6;
+  constexpr int kEach = 1500;
+  TRegistry registry(7);
+  StartLine start(kThreads);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([&, t] {
+      start.Pass();
+      for (int i = 0; i < kEach; ++i) {
+        const std::string name = "entry-" + std::to_string(t) + "-" + std::to_string(i);
+        auto* entry =
+            new TEntryPoint(reinterpret_cast<void*>(static_cast<uintptr_t>(i + 1)), name.c_str());
+        if (!registry.addEntry(entry)) delete entry;
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+
+  EXPECT_EQ(registry.fCount, kThreads * kEach);
+  int enumerated = 0;
+  TRegistryEnumeration all(&registry);
+  while (all.next() != nullptr) ++enumerated;
+  EXPECT_EQ(enumerated, kThreads * kEach);
+  for (int t = 0; t < kThreads; ++t) {
+    const std::string name = "ENTRY-" + std::to_string(t) + "-" + std::to_string(kEach - 1);
+    EXPECT_NE(registry.lookup(name.c_str(), nullptr), nullptr) << name;
+  }
+}
+
+// Threads that ask a fresh loader for an entry point of the same library at
+// the same moment all get it, and the library is in the loader's list once.
+TEST(Threads, ConcurrentFirstLoadsOfOneLibrary) {
+  ASSERT_NE(DataDirectory(), nullptr);
+  const std::string path = std::string(NLS_THREADS_DATA) + "/conv30/";
+  constexpr int kThreads = 6;
+  for (int round = 0; round < 25; ++round) {
+    TDLLLinker linker(nullptr, 0, path.c_str());
+    ASSERT_EQ(linker.GetStatus(), 1);
+    StartLine start(kThreads);
+    std::vector<void*> found(kThreads, nullptr);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+      threads.emplace_back([&, t] {
+        start.Pass();
+        found[t] = linker.NLS_FindSymbolInLibrary(
+            "nlsthreads", t % 3 ? "NewThreadLatinToUnicode" : "NewUnicodeToThreadLatin");
+      });
+    }
+    for (std::thread& thread : threads) thread.join();
+    for (int t = 0; t < kThreads; ++t) {
+      ASSERT_NE(found[t], nullptr) << "round " << round << ", thread " << t;
+      EXPECT_EQ(found[t], found[t % 3 ? 1 : 0]) << "round " << round;
+    }
+    int records = 0;
+    for (NLS_Library* library = linker.fLibraries; library != nullptr; library = library->next)
+      records += std::string(library->name) == "nlsthreads";
+    ASSERT_EQ(records, 1) << "round " << round;
+  }
 }
 
 }  // namespace
