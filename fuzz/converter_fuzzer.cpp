@@ -65,6 +65,7 @@ Call CheckedConvert(TEncodingConverter* converter, const Direction& d, const Byt
 
 // Output sizes: mostly small, sometimes zero, sometimes roomy.
 unsigned NextSize(FuzzedDataProvider& control) {
+  if (control.remaining_bytes() == 0) return 64;  // the input is used up
   switch (control.ConsumeIntegralInRange<int>(0, 3)) {
     case 0:
       return control.ConsumeIntegralInRange<unsigned>(0, 4);
@@ -202,11 +203,19 @@ bool Model(const Direction& d, const Bytes& text, Bytes* expected) {
     return true;
   }
   if (name == "ucs4>ucs2") {
+    // Values past 0xFFFF become surrogate pairs, values past 0x10FFFF U+FFFD.
     std::vector<uint16_t> units;
     for (size_t i = 0; i + 4 <= text.size(); i += 4) {
       uint32_t v;
       std::memcpy(&v, &text[i], 4);
-      units.push_back(static_cast<uint16_t>(v));
+      if (v <= 0xFFFF) {
+        units.push_back(static_cast<uint16_t>(v));
+      } else if (v <= 0x10FFFF) {
+        units.push_back(static_cast<uint16_t>(0xD800 + ((v - 0x10000) >> 10)));
+        units.push_back(static_cast<uint16_t>(0xDC00 + ((v - 0x10000) & 0x3FF)));
+      } else {
+        units.push_back(0xFFFD);
+      }
     }
     *expected = FromUnits16(units);
     return true;

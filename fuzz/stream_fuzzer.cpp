@@ -9,6 +9,8 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "fuzz_support.h"
@@ -51,8 +53,17 @@ const Encoding kEncodings[] = {
 constexpr size_t kEncodingCount = sizeof(kEncodings) / sizeof(kEncodings[0]);
 
 const Direction* gDirections = nullptr;
+bool gTrace = false;  // NLS_FUZZ_TRACE set: every streaming call is printed
+
+void Trace(const char* call, unsigned in, unsigned size, int status, unsigned produced,
+           unsigned held) {
+  if (gTrace)
+    std::fprintf(stderr, "%s: %u bytes in, %u out -> status %d, produced %u, holds %u\n", call, in,
+                 size, status, produced, held);
+}
 
 unsigned NextSize(FuzzedDataProvider& control) {
+  if (control.remaining_bytes() == 0) return 64;  // the input is used up
   switch (control.ConsumeIntegralInRange<int>(0, 3)) {
     case 0:
       return control.ConsumeIntegralInRange<unsigned>(0, 4);
@@ -106,6 +117,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   nls_fuzz::KeepReportChannel();
   size_t count = 0;
   gDirections = nls_fuzz::Directions(&count);
+  gTrace = std::getenv("NLS_FUZZ_TRACE") != nullptr;
   // A data directory without registry files: only the built-in conversions.
   static char base[] = "/tmp/nls_fuzz_stream_XXXXXX";
   NLS_EncInitialize(nullptr, mkdtemp(base));
@@ -187,6 +199,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     CheckOutput("NLS_ConvertStreamBuffer", status, produced, output, to.terminator);
     joined.insert(joined.end(), output.data(), output.data() + produced);
     unsigned held = HeldBytes(handle, pending.size());
+    Trace("stream", input.size(), output.size(), status, produced, held);
 
     // Drain. A host offers at least the overflow size, and more when that
     // makes no progress.
@@ -200,17 +213,20 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       GuardedOutput more(offer);
       produced = 0;
       const unsigned before = held;
-      status = NLS_ConverterGetOverflow(handle, more.data(), more.size(), &produced);
+      const int answer = NLS_ConverterGetOverflow(handle, more.data(), more.size(), &produced);
       if (offer == 0) {
-        FUZZ_CHECK(status == -1009 && produced == 0, "empty overflow buffer gave %d", status);
-      } else {
-        CheckOutput("NLS_ConverterGetOverflow", status, produced, more, to.terminator);
+        // Refused; what the handle holds is untouched and still to drain.
+        FUZZ_CHECK(answer == -1009 && produced == 0, "empty overflow buffer gave %d", answer);
+        FUZZ_CHECK(HeldBytes(handle, pending.size()) == held, "a refused call changed the input");
+        continue;
       }
+      status = answer;
+      CheckOutput("NLS_ConverterGetOverflow", status, produced, more, to.terminator);
       joined.insert(joined.end(), more.data(), more.data() + produced);
       held = HeldBytes(handle, pending.size());
+      Trace("overflow", before, offer, status, produced, held);
       FUZZ_CHECK(held <= before, "the held input grew from %u to %u bytes", before, held);
       if (produced == 0 && held == before) {
-        if (offer == 0) continue;
         if (escalate) break;  // the held bytes cannot be converted on their own
         escalate = true;
       } else {
