@@ -1,57 +1,42 @@
-// The allocator of the fault tests: malloc and friends forward to the next
-// definition in the search order (libc, or the sanitizer runtime), operator
-// new and delete to malloc and free. Symbols of the executable take
-// precedence over those of shared libraries, so every allocation of the
-// library, of libstdc++ and of libc passes through here.
+// The allocator of the fault tests: malloc and friends forward to the real
+// allocator (the AddressSanitizer runtime when the program is built with
+// it, else glibc's own entry points), operator new and delete to malloc and
+// free. Symbols of the executable take precedence over those of shared
+// libraries, so every allocation of the library, of libstdc++ and of libc
+// passes through here.
 #include "faults/allocation_hooks.h"
-
-#include <dlfcn.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
 
+extern "C" {
+// The sanitizer runtime's allocator, present only in sanitizer builds.
+void* __interceptor_malloc(size_t) __attribute__((weak));
+void* __interceptor_calloc(size_t, size_t) __attribute__((weak));
+void* __interceptor_realloc(void*, size_t) __attribute__((weak));
+void __interceptor_free(void*) __attribute__((weak));
+// glibc's allocator under the names that stay reachable when malloc is
+// replaced.
+void* __libc_malloc(size_t);
+void* __libc_calloc(size_t, size_t);
+void* __libc_realloc(void*, size_t);
+void __libc_free(void*);
+}
+
 namespace {
 
-using MallocFn = void* (*)(size_t);
-using CallocFn = void* (*)(size_t, size_t);
-using ReallocFn = void* (*)(void*, size_t);
-using FreeFn = void (*)(void*);
-
-MallocFn gMalloc = nullptr;
-CallocFn gCalloc = nullptr;
-ReallocFn gRealloc = nullptr;
-FreeFn gFree = nullptr;
-
-// dlsym itself may allocate before the real functions are known; those few
-// blocks come from here and are never freed.
-alignas(16) unsigned char gBootstrap[8192];
-size_t gBootstrapUsed = 0;
-bool gResolving = false;
-
-bool FromBootstrap(const void* p) {
-  const unsigned char* c = static_cast<const unsigned char*>(p);
-  return c >= gBootstrap && c < gBootstrap + sizeof gBootstrap;
+void* RealMalloc(size_t size) {
+  return __interceptor_malloc ? __interceptor_malloc(size) : __libc_malloc(size);
 }
-
-void* BootstrapAllocate(size_t size) {
-  const size_t rounded = (size + 15) & ~static_cast<size_t>(15);
-  if (gBootstrapUsed + rounded > sizeof gBootstrap) return nullptr;
-  void* p = gBootstrap + gBootstrapUsed;
-  gBootstrapUsed += rounded;
-  return p;
+void* RealCalloc(size_t count, size_t size) {
+  return __interceptor_calloc ? __interceptor_calloc(count, size) : __libc_calloc(count, size);
 }
-
-void Resolve() {
-  if (gFree != nullptr || gResolving) return;
-  gResolving = true;
-  gCalloc = reinterpret_cast<CallocFn>(dlsym(RTLD_NEXT, "calloc"));
-  gMalloc = reinterpret_cast<MallocFn>(dlsym(RTLD_NEXT, "malloc"));
-  gRealloc = reinterpret_cast<ReallocFn>(dlsym(RTLD_NEXT, "realloc"));
-  gFree = reinterpret_cast<FreeFn>(dlsym(RTLD_NEXT, "free"));
-  gResolving = false;
+void* RealRealloc(void* old, size_t size) {
+  return __interceptor_realloc ? __interceptor_realloc(old, size) : __libc_realloc(old, size);
 }
+void RealFree(void* p) { __interceptor_free ? __interceptor_free(p) : __libc_free(p); }
 
 // ---- The window -------------------------------------------------------------
 
@@ -153,42 +138,26 @@ size_t FirstLiveSize() {
 extern "C" {
 
 void* malloc(size_t size) {
-  Resolve();
-  if (gMalloc == nullptr) return BootstrapAllocate(size);
   if (!Admit(size)) return nullptr;
-  return Track(gMalloc(size), size);
+  return Track(RealMalloc(size), size);
 }
 
 void* calloc(size_t count, size_t size) {
-  Resolve();
-  if (gCalloc == nullptr) {
-    if (size != 0 && count > SIZE_MAX / size) return nullptr;
-    void* p = BootstrapAllocate(count * size);
-    if (p != nullptr) std::memset(p, 0, count * size);
-    return p;
-  }
   if (!Admit(count * size)) return nullptr;
-  return Track(gCalloc(count, size), count * size);
+  return Track(RealCalloc(count, size), count * size);
 }
 
 void* realloc(void* old, size_t size) {
-  Resolve();
-  if (FromBootstrap(old)) {
-    void* p = malloc(size);
-    if (p != nullptr) std::memcpy(p, old, size);  // bootstrap blocks are small
-    return p;
-  }
   if (!Admit(size)) return nullptr;
-  void* p = gRealloc(old, size);
+  void* p = RealRealloc(old, size);
   if (p != nullptr && old != nullptr) Forget(old);
   return Track(p, size);
 }
 
 void free(void* p) {
-  if (p == nullptr || FromBootstrap(p)) return;
-  Resolve();
+  if (p == nullptr) return;
   Forget(p);
-  gFree(p);
+  RealFree(p);
 }
 
 }  // extern "C"
