@@ -69,12 +69,18 @@ int main(int argc, char** argv) {
   unsigned int produced = 0;
   status = output == NULL ? -1002
                           : NLS_ConvertStreamBuffer(handle, input, length, output, size, &produced);
-  if (status >= 1) fwrite(output, 1, produced, stdout);
-  while (status == 2) {
+  if (status >= 1 || status == -1303 || status == -1304) fwrite(output, 1, produced, stdout);
+  unsigned int lastNeed = 0xFFFFFFFFu;
+  for (;;) {
     /* The size asked for counts the held input; a two-stage conversion may
-     * also hold converted text, so never offer less than the usual buffer. */
+     * also hold converted text, so never offer less than the usual buffer.
+     * Conversion into UTF-8 or modified UTF-7 reports a full output with
+     * -1304 or -1303: go on while the held input shrinks. */
     unsigned int need = 0;
     NLS_GetConversionOverflowSize(handle, &need);
+    if (!(status == 2 || ((status == -1303 || status == -1304) && need > 0 && need < lastNeed)))
+      break;
+    lastNeed = need;
     if (need > size) {
       unsigned char* grown = realloc(output, need);
       if (grown == NULL) {
@@ -85,7 +91,7 @@ int main(int argc, char** argv) {
       size = need;
     }
     status = NLS_ConverterGetOverflow(handle, output, size, &produced);
-    if (status >= 1) fwrite(output, 1, produced, stdout);
+    if (status >= 1 || status == -1303 || status == -1304) fwrite(output, 1, produced, stdout);
   }
 
   NLS_ResetEncodingConverter(handle);

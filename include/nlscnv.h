@@ -151,6 +151,11 @@ NLS_EXPORT int NLS_DeleteEncodingConverter(NLS_ConverterHandle handle);
  *             write n bytes of out
  *         }
  *     NLS_ResetEncodingConverter(h) between unrelated texts.
+ * Conversion into UTF-8 (-1304) or IMAP modified UTF-7 (-1303) reports a
+ * full output with a negative status instead of 2 when at least one byte of
+ * room was left: the unconverted input is held all the same, so go on
+ * draining while the held input shrinks. A -1304 that makes no progress means
+ * the input ended inside a multi-byte sequence.
  * A new piece given while input is still held replaces the held input, so
  * drain before converting the next piece. Cut the input between characters:
  * a piece that ends inside a multi-byte character leaves that character held
@@ -160,8 +165,10 @@ NLS_EXPORT int NLS_ConvertStreamBuffer(NLS_ConverterHandle handle, const unsigne
                                        unsigned int srcLen, unsigned char* dst,
                                        unsigned int dstSize, unsigned int* produced);
 
-/* *size = an output size (7 bytes per held input byte) that the next
- * NLS_ConverterGetOverflow needs. Returns 1, or -1009. */
+/* *size = 7 bytes for each input byte still held. A two-stage conversion can
+ * also hold converted text that this does not count (the size may be 0 while
+ * the status is 2): offer at least your usual buffer size when draining.
+ * Returns 1, or -1009. */
 NLS_EXPORT int NLS_GetConversionOverflowSize(NLS_ConverterHandle handle, unsigned int* size);
 
 /* Converts the input held by the handle into dst. Returns 1 when nothing is

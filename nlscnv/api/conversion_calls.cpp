@@ -52,18 +52,13 @@ int NLS_ConvertBuffer(const char* from, const char* to, const unsigned char* src
     if (produced != nullptr) *produced = 0;
     return -1009;
   }
-  EncodingConverter* object = new (std::nothrow) EncodingConverter(from, to);
-  if (object == nullptr) {
-    nls::AssertLine(88, nls::unit::kNlsenc);
-    *produced = 0;
-    return -1014;
-  }
+  // The temporary object lives on the stack: one conversion needs no heap
+  // for it (its converter and any remainder are still allocated).
+  EncodingConverter object(from, to);
   // The construction status is not looked at: without a converter, convert
   // reports -1014 itself.
-  *produced = object->convert(src, srcLen, dst, dstSize);
-  const int status = object->status();
-  delete object;
-  return status;
+  *produced = object.convert(src, srcLen, dst, dstSize);
+  return object.status();
 }
 
 int NLS_ConvertStreamBuffer(NLS_ConverterHandle handle, const unsigned char* src,

@@ -1,0 +1,126 @@
+// The benchmark cases shared by the side-by-side program and the
+// micro-benchmarks: which corpus file feeds which conversion, the names under
+// which nlscnv, ICU and glibc iconv know each encoding, and the helpers that
+// load a corpus and cut it into streaming pieces.
+#ifndef NLSCNV_BENCH_BENCH_CASES_H
+#define NLSCNV_BENCH_BENCH_CASES_H
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "nlscnv.h"
+
+namespace nls_bench {
+
+using Bytes = std::vector<unsigned char>;
+
+// How ICU is driven for an encoding that it has no converter for.
+enum class IcuSpecial { kNone, kEscapedUnicode };
+
+struct Encoding {
+  const char* key;    // corpus file suffix
+  const char* nls;    // nlscnv name
+  const char* icu;    // ICU converter name (nullptr: none)
+  const char* iconv;  // glibc iconv name (nullptr: none)
+  unsigned unit;      // code unit size in bytes, for cutting streaming pieces
+  IcuSpecial special;
+};
+
+inline const Encoding kUcs2{"ucs2", "ISO-10646-UCS-2", "UTF-16LE", "UCS-2LE", 2, IcuSpecial::kNone};
+inline const Encoding kUtf8{"utf8", "UTF-8", "UTF-8", "UTF-8", 1, IcuSpecial::kNone};
+inline const Encoding kUcs4{"ucs4", "ISO-10646-UCS-4", "UTF-32LE", "UCS-4LE", 4, IcuSpecial::kNone};
+inline const Encoding kUtf7{"utf7", "UNICODE-1-1-UTF-7", "UTF-7", "UTF-7", 1, IcuSpecial::kNone};
+inline const Encoding kImap{"imap", "IMAP-MODIFIED-UTF-7", "IMAP-mailbox-name", "UTF-7-IMAP",
+                            1,      IcuSpecial::kNone};
+inline const Encoding kEscaped{"eucs", "ESCAPED_UNICODE",          "US-ASCII", nullptr,
+                               1,      IcuSpecial::kEscapedUnicode};
+inline const Encoding kLatin1{"latin1", "ISO-8859-1",     "ISO-8859-1", "ISO-8859-1",
+                              1,        IcuSpecial::kNone};
+inline const Encoding kMacRoman{"macroman", "x-mac-roman",    "macintosh", "MACINTOSH",
+                                1,          IcuSpecial::kNone};
+inline const Encoding kShiftJis{"sjis",      "Shift_JIS", "Shift_JIS",
+                                "SHIFT_JIS", 1,           IcuSpecial::kNone};
+inline const Encoding kEucJp{"eucjp", "EUC-JP", "EUC-JP", "EUC-JP", 1, IcuSpecial::kNone};
+inline const Encoding kGb2312{"gb2312", "GB2312", "GB2312", "GB2312", 1, IcuSpecial::kNone};
+inline const Encoding kBig5{"big5", "Big5", "Big5", "BIG5", 1, IcuSpecial::kNone};
+inline const Encoding kEucKr{"euckr", "EUC-KR", "EUC-KR", "EUC-KR", 1, IcuSpecial::kNone};
+
+struct Case {
+  std::string corpus;  // text name: english, french, japanese, ...
+  const Encoding* from;
+  const Encoding* to;
+  std::string Name() const { return std::string(from->key) + "->" + to->key + " " + corpus; }
+  // The corpus file that holds the input of this case.
+  std::string File(const std::string& dir) const { return dir + "/" + corpus + "." + from->key; }
+  bool ToUcs2() const { return to == &kUcs2; }
+  bool FromUcs2() const { return from == &kUcs2; }
+};
+
+// Every direction against UCS-2 with the corpora that exercise it, then the
+// two-stage pairs. Cases whose converter does not exist in this build are
+// skipped by the programs (NLS_EncodingConverterExists).
+inline std::vector<Case> AllCases() {
+  struct Source {
+    const char* corpus;
+    const Encoding* encoding;
+  };
+  const Source sources[] = {
+      {"english", &kUtf8},      {"french", &kUtf8},       {"japanese", &kUtf8},
+      {"japanese", &kUcs4},     {"french", &kUtf7},       {"japanese", &kUtf7},
+      {"french", &kImap},       {"japanese", &kImap},     {"french", &kEscaped},
+      {"japanese", &kEscaped},  {"english", &kLatin1},    {"french", &kLatin1},
+      {"macroman", &kMacRoman}, {"japanese", &kShiftJis}, {"japanese", &kEucJp},
+      {"chinese", &kGb2312},    {"traditional", &kBig5},  {"korean", &kEucKr},
+  };
+  std::vector<Case> cases;
+  for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});
+  for (const Source& s : sources) cases.push_back({s.corpus, &kUcs2, s.encoding});
+  cases.push_back({"french", &kLatin1, &kUtf8});
+  cases.push_back({"french", &kUtf8, &kLatin1});
+  cases.push_back({"japanese", &kShiftJis, &kUtf8});
+  cases.push_back({"japanese", &kUtf8, &kShiftJis});
+  return cases;
+}
+
+inline bool ReadFile(const std::string& path, Bytes* out) {
+  FILE* f = std::fopen(path.c_str(), "rb");
+  if (f == nullptr) return false;
+  out->clear();
+  unsigned char chunk[65536];
+  size_t n;
+  while ((n = std::fread(chunk, 1, sizeof chunk, f)) > 0) out->insert(out->end(), chunk, chunk + n);
+  std::fclose(f);
+  return true;
+}
+
+// Cuts `data` into pieces of at most `limit` bytes that end just after a line
+// feed (one code unit of `unit` bytes), so that no piece splits a character
+// or a base64 run: a host streams text in such pieces.
+inline std::vector<std::pair<size_t, size_t>> Pieces(const Bytes& data, unsigned unit,
+                                                     size_t limit) {
+  std::vector<std::pair<size_t, size_t>> pieces;
+  size_t start = 0;
+  while (start < data.size()) {
+    size_t end = start + limit < data.size() ? start + limit : data.size();
+    if (end < data.size()) {
+      size_t cut = end - (end - start) % unit;
+      while (cut > start) {
+        size_t u = cut - unit;
+        bool newline = data[u] == '\n';
+        for (unsigned k = 1; k < unit && newline; ++k) newline = data[u + k] == 0;
+        if (newline) break;
+        cut -= unit;
+      }
+      if (cut > start) end = cut;
+    }
+    pieces.emplace_back(start, end - start);
+    start = end;
+  }
+  return pieces;
+}
+
+}  // namespace nls_bench
+
+#endif  // NLSCNV_BENCH_BENCH_CASES_H

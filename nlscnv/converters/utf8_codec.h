@@ -1,0 +1,579 @@
+// The UTF-8 conversion loops, written once over a vector width and compiled
+// for each instruction-set level: utf8_converters.cpp instantiates the
+// portable and SSE2 levels, utf8_converters_avx2.cpp the AVX2 level under a
+// target pragma. Everything here has internal linkage, so the AVX2 copy never
+// stands in for the others.
+//
+// Each loop is the general algorithm, one character per step, with a fast run
+// in front of every step. A fast run converts only what the general step would
+// convert the same way: it stops wherever a step could end the conversion
+// (input that might be incomplete, output that might be full) or needs the
+// rare cases (sequences of four bytes and more, surrogates).
+#ifndef NLSCNV_CONVERTERS_UTF8_CODEC_H
+#define NLSCNV_CONVERTERS_UTF8_CODEC_H
+
+#include <cstdint>
+#include <cstring>
+
+#include "nlscnv/converter.h"
+#include "nlscnv/support/simd.h"
+#include "nlscnv/support/unaligned.h"
+
+#if defined(NLS_HAVE_SSE2) || defined(NLS_HAVE_AVX2)
+#include <immintrin.h>
+#endif
+
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "bit tricks assume little-endian words");
+
+namespace {
+namespace utf8_codec {
+
+// Widens k bytes (k < 8) to units with overlapping stores.
+inline void WidenShort(const unsigned char* s, unsigned char* d, unsigned k) {
+  if (k >= 4) {
+    uint32_t a, b;
+    std::memcpy(&a, s, 4);
+    std::memcpy(&b, s + k - 4, 4);
+    const uint64_t wa = (a & 0xFFu) | (a & 0xFF00u) << 8 |
+                        static_cast<uint64_t>(a & 0xFF0000u) << 16 |
+                        static_cast<uint64_t>(a & 0xFF000000u) << 24;
+    const uint64_t wb = (b & 0xFFu) | (b & 0xFF00u) << 8 |
+                        static_cast<uint64_t>(b & 0xFF0000u) << 16 |
+                        static_cast<uint64_t>(b & 0xFF000000u) << 24;
+    std::memcpy(d, &wa, 8);
+    std::memcpy(d + 2 * k - 8, &wb, 8);
+    return;
+  }
+  for (unsigned i = 0; i < k; ++i) nls::StoreUnit16(d + 2 * i, s[i]);
+}
+
+// Narrows k units (k < 8, all ASCII) to bytes with overlapping stores.
+inline void NarrowShort(const unsigned char* s, unsigned char* d, unsigned k) {
+  if (k >= 4) {
+    uint64_t a, b;
+    std::memcpy(&a, s, 8);
+    std::memcpy(&b, s + 2 * k - 8, 8);
+    const uint32_t na = static_cast<uint32_t>((a & 0xFF) | (a >> 8 & 0xFF00) |
+                                              (a >> 16 & 0xFF0000) | (a >> 24 & 0xFF000000));
+    const uint32_t nb = static_cast<uint32_t>((b & 0xFF) | (b >> 8 & 0xFF00) |
+                                              (b >> 16 & 0xFF0000) | (b >> 24 & 0xFF000000));
+    std::memcpy(d, &na, 4);
+    std::memcpy(d + k - 4, &nb, 4);
+    return;
+  }
+  for (unsigned i = 0; i < k; ++i) d[i] = s[2 * i];
+}
+
+// Portable level: eight bytes (or four units) in a 64-bit word.
+struct Words {
+  static constexpr unsigned kBytes = 8;  // input bytes per decoding step
+  static constexpr unsigned kUnits = 4;  // input units per encoding step
+
+  // Bit 8i+7 set when byte i is 0x80 or above; 0 when all are ASCII.
+  static uint64_t NonAscii(const unsigned char* s) {
+    uint64_t w;
+    std::memcpy(&w, s, 8);
+    return w & 0x8080808080808080ULL;
+  }
+  static unsigned FirstNonAscii(uint64_t m) {
+    return static_cast<unsigned>(__builtin_ctzll(m)) / 8;
+  }
+  // Widens the first k bytes (k <= 8) to units.
+  static void Widen(const unsigned char* s, unsigned char* d, unsigned k) {
+    if (k == 8) {
+      WidenShort(s, d, 4);
+      WidenShort(s + 4, d + 8, 4);
+      return;
+    }
+    WidenShort(s, d, k);
+  }
+
+  // Bit 16i+15.. set when unit i is 0x80 or above.
+  static uint64_t NonAsciiUnits(const unsigned char* s) {
+    uint64_t w;
+    std::memcpy(&w, s, 8);
+    return w & 0xFF80FF80FF80FF80ULL;
+  }
+  static unsigned FirstNonAsciiUnit(uint64_t m) {
+    return static_cast<unsigned>(__builtin_ctzll(m)) / 16;
+  }
+  // Narrows the first k units (k <= 4, all ASCII) to bytes.
+  static void Narrow(const unsigned char* s, unsigned char* d, unsigned k) { NarrowShort(s, d, k); }
+
+  // The mixed blocks are left to the character loop at this level.
+  static bool PairedBlock(const unsigned char*) { return false; }
+  static bool NoSurrogates(const unsigned char*) { return false; }
+  static void PrepareDecode(const unsigned char*, uint16_t*, unsigned char*) {}
+  static void PrepareEncode(const unsigned char*, uint16_t*, unsigned char*, unsigned char*) {}
+};
+
+#if defined(NLS_HAVE_SSE2)
+struct Sse2 {
+  static constexpr unsigned kBytes = 16;
+  static constexpr unsigned kUnits = 16;
+
+  static unsigned NonAscii(const unsigned char* s) {
+    return static_cast<unsigned>(
+        _mm_movemask_epi8(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s))));
+  }
+  static unsigned FirstNonAscii(unsigned m) { return static_cast<unsigned>(__builtin_ctz(m)); }
+  // Widens the first k bytes (k <= 16) to units. Pieces of a partial run
+  // overlap rather than run past the k units.
+  static void Widen(const unsigned char* s, unsigned char* d, unsigned k) {
+    const __m128i zero = _mm_setzero_si128();
+    if (k >= 8) {
+      const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+      if (k == 16) {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi8(v, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 16), _mm_unpackhi_epi8(v, zero));
+        return;
+      }
+      const __m128i t = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(s + k - 8));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_unpacklo_epi8(v, zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 2 * k - 16), _mm_unpacklo_epi8(t, zero));
+      return;
+    }
+    WidenShort(s, d, k);
+  }
+
+  // Bit i set when unit i of the 16 is 0x80 or above.
+  static unsigned NonAsciiUnits(const unsigned char* s) {
+    const __m128i high = _mm_set1_epi16(static_cast<short>(0xFF80));
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+    const __m128i ascii = _mm_packs_epi16(_mm_cmpeq_epi16(_mm_and_si128(a, high), zero),
+                                          _mm_cmpeq_epi16(_mm_and_si128(b, high), zero));
+    return ~static_cast<unsigned>(_mm_movemask_epi8(ascii)) & 0xFFFF;
+  }
+  static unsigned FirstNonAsciiUnit(unsigned m) { return static_cast<unsigned>(__builtin_ctz(m)); }
+  // Narrows the first k units (k <= 16; at least the first k are ASCII).
+  static void Narrow(const unsigned char* s, unsigned char* d, unsigned k) {
+    if (k >= 8) {
+      const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+      if (k == 16) {
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, b));
+        return;
+      }
+      const __m128i t = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 2 * k - 16));
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(a, a));
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(d + k - 8), _mm_packus_epi16(t, t));
+      return;
+    }
+    NarrowShort(s, d, k);
+  }
+
+  // True when the 16 bytes are ASCII and well-formed two-byte sequences
+  // only, the last byte completing its character: every byte 0xC0-0xDF is
+  // followed by one byte 0x80-0xBF, and every such byte follows a lead.
+  static bool PairedBlock(const unsigned char* s) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    // As signed bytes: 0x80-0xBF is -128..-65, 0xC0-0xDF -64..-33, 0xE0-0xFF -32..-1.
+    const unsigned trail =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmplt_epi8(v, _mm_set1_epi8(-64))));
+    const unsigned high = static_cast<unsigned>(_mm_movemask_epi8(v));
+    const unsigned longer =
+        static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpgt_epi8(v, _mm_set1_epi8(-33)))) & high;
+    const unsigned lead = high & ~trail & ~longer;
+    return longer == 0 && trail == ((lead << 1) & 0xFFFF) && (lead & 0x8000) == 0;
+  }
+
+  // Per byte of a paired block: the unit it leads (a trail byte's is never
+  // kept) and the output step, 2, or 0 for a trail byte.
+  static void PrepareDecode(const unsigned char* s, uint16_t* units, unsigned char* step) {
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i next = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 1));
+    const __m128i trail = _mm_cmplt_epi8(v, _mm_set1_epi8(-64));
+    const __m128i lead = _mm_cmpgt_epi8(_mm_set1_epi8(-32), v);  // below 0xE0
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(step), _mm_andnot_si128(trail, _mm_set1_epi8(2)));
+    for (int half = 0; half < 2; ++half) {
+      const __m128i b = half ? _mm_unpackhi_epi8(v, zero) : _mm_unpacklo_epi8(v, zero);
+      const __m128i n = half ? _mm_unpackhi_epi8(next, zero) : _mm_unpacklo_epi8(next, zero);
+      const __m128i isLead =
+          half ? _mm_unpackhi_epi8(_mm_andnot_si128(trail, lead), _mm_andnot_si128(trail, lead))
+               : _mm_unpacklo_epi8(_mm_andnot_si128(trail, lead), _mm_andnot_si128(trail, lead));
+      const __m128i pair =
+          _mm_sub_epi16(_mm_add_epi16(_mm_slli_epi16(b, 6), n), _mm_set1_epi16(0x3080));
+      const __m128i unit = _mm_or_si128(_mm_and_si128(isLead, pair), _mm_andnot_si128(isLead, b));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(units + 8 * half), unit);
+    }
+  }
+
+  // Per unit of 16 (no surrogates): its first two UTF-8 bytes, its third
+  // byte and its length.
+  static void PrepareEncode(const unsigned char* s, uint16_t* head, unsigned char* tail,
+                            unsigned char* length) {
+    const __m128i low6 = _mm_set1_epi16(0x3F);
+    const __m128i mark = _mm_set1_epi16(0x80);
+    __m128i lengths[2];
+    __m128i tails[2];
+    for (int half = 0; half < 2; ++half) {
+      const __m128i u = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16 * half));
+      const __m128i one = _mm_cmpeq_epi16(
+          _mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xFF80))), _mm_setzero_si128());
+      const __m128i upToTwo = _mm_cmpeq_epi16(
+          _mm_and_si128(u, _mm_set1_epi16(static_cast<short>(0xF800))), _mm_setzero_si128());
+      const __m128i last = _mm_or_si128(_mm_and_si128(u, low6), mark);
+      const __m128i middle = _mm_or_si128(_mm_and_si128(_mm_srli_epi16(u, 6), low6), mark);
+      const __m128i lead3 = _mm_or_si128(_mm_srli_epi16(u, 12), _mm_set1_epi16(0xE0));
+      const __m128i lead2 = _mm_or_si128(_mm_srli_epi16(u, 6), _mm_set1_epi16(0xC0));
+      // One byte: u; two: lead2, last; three: lead3, middle (then last).
+      __m128i first = _mm_or_si128(_mm_and_si128(upToTwo, lead2), _mm_andnot_si128(upToTwo, lead3));
+      first = _mm_or_si128(_mm_and_si128(one, u), _mm_andnot_si128(one, first));
+      const __m128i second =
+          _mm_or_si128(_mm_and_si128(upToTwo, last), _mm_andnot_si128(upToTwo, middle));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(head + 8 * half),
+                       _mm_or_si128(first, _mm_slli_epi16(second, 8)));
+      tails[half] = last;
+      // 3 + (-1 when up to two bytes) + (-1 when one byte).
+      lengths[half] = _mm_add_epi16(_mm_set1_epi16(3), _mm_add_epi16(upToTwo, one));
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(tail), _mm_packus_epi16(tails[0], tails[1]));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(length), _mm_packus_epi16(lengths[0], lengths[1]));
+  }
+
+  // True when none of the 16 units is a surrogate (0xD800-0xDFFF).
+  static bool NoSurrogates(const unsigned char* s) {
+    const __m128i mask = _mm_set1_epi16(static_cast<short>(0xF800));
+    const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+    const __m128i hit = _mm_or_si128(_mm_cmpeq_epi16(_mm_and_si128(a, mask), surrogate),
+                                     _mm_cmpeq_epi16(_mm_and_si128(b, mask), surrogate));
+    return _mm_movemask_epi8(hit) == 0;
+  }
+};
+#endif  // NLS_HAVE_SSE2
+
+#if defined(NLS_UTF8_CODEC_AVX2)
+struct Avx2 {
+  static constexpr unsigned kBytes = 32;
+  static constexpr unsigned kUnits = 32;
+
+  static unsigned NonAscii(const unsigned char* s) {
+    return static_cast<unsigned>(
+        _mm256_movemask_epi8(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(s))));
+  }
+  static unsigned FirstNonAscii(unsigned m) { return static_cast<unsigned>(__builtin_ctz(m)); }
+  static void Widen(const unsigned char* s, unsigned char* d, unsigned k) {
+    if (k >= 16) {
+      const __m256i lo = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s)));
+      const __m256i hi =
+          _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(s + k - 16)));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d), lo);
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(d + 2 * k - 32), hi);
+      return;
+    }
+    Sse2::Widen(s, d, k);
+  }
+
+  static unsigned NonAsciiUnits(const unsigned char* s) {
+    const __m256i high = _mm256_set1_epi16(static_cast<short>(0xFF80));
+    const __m256i zero = _mm256_setzero_si256();
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+    const __m256i ascii = _mm256_permute4x64_epi64(
+        _mm256_packs_epi16(_mm256_cmpeq_epi16(_mm256_and_si256(a, high), zero),
+                           _mm256_cmpeq_epi16(_mm256_and_si256(b, high), zero)),
+        0xD8);
+    return ~static_cast<unsigned>(_mm256_movemask_epi8(ascii));
+  }
+  static unsigned FirstNonAsciiUnit(unsigned m) { return static_cast<unsigned>(__builtin_ctz(m)); }
+  static void Narrow(const unsigned char* s, unsigned char* d, unsigned k) {
+    if (k >= 16) {
+      const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+      const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 2 * k - 32));
+      const __m256i packed = _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8);
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d), _mm256_castsi256_si128(packed));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + k - 16), _mm256_extracti128_si256(packed, 1));
+      return;
+    }
+    Sse2::Narrow(s, d, k);
+  }
+
+  static bool PairedBlock(const unsigned char* s) { return Sse2::PairedBlock(s); }
+  static void PrepareDecode(const unsigned char* s, uint16_t* units, unsigned char* step) {
+    Sse2::PrepareDecode(s, units, step);
+  }
+  static void PrepareEncode(const unsigned char* s, uint16_t* head, unsigned char* tail,
+                            unsigned char* length) {
+    Sse2::PrepareEncode(s, head, tail, length);
+  }
+  static bool NoSurrogates(const unsigned char* s) {
+    const __m256i v = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i hit =
+        _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<short>(0xF800))),
+                           _mm256_set1_epi16(static_cast<short>(0xD800)));
+    return _mm256_movemask_epi8(hit) == 0;
+  }
+};
+#endif  // NLS_UTF8_CODEC_AVX2
+
+// ---- Mixed blocks -----------------------------------------------------------
+//
+// Text with a non-ASCII character every few bytes leaves the ASCII vectors
+// too often; these loops take 16 such bytes or units without a branch per
+// character. Each character is stored at full width and the output position
+// advances by its real length, so a store may run up to two bytes past the
+// block's output. Callers leave enough room that those bytes are always
+// written again: by the next character or by the terminator.
+
+// Decodes a block that PairedBlock accepted; reads s[0..16] (one byte past
+// the block). Stores may reach 2 bytes past the produced units.
+template <class V>
+inline void DecodePairedBlock(const unsigned char* s, unsigned char* d, unsigned* pout) {
+  uint16_t units[16];
+  unsigned char step[16];
+  V::PrepareDecode(s, units, step);
+  unsigned out = *pout;
+  for (unsigned i = 0; i < 16; ++i) {
+    nls::StoreUnit16(d + out, units[i]);
+    out += step[i];
+  }
+  *pout = out;
+}
+
+// Encodes 16 units, none a surrogate. Stores may reach 2 bytes past the
+// produced bytes.
+template <class V>
+inline void EncodeBlock(const unsigned char* s, unsigned char* d, unsigned* pout) {
+  uint16_t head[16];
+  unsigned char tail[16];
+  unsigned char length[16];
+  V::PrepareEncode(s, head, tail, length);
+  unsigned out = *pout;
+  for (unsigned i = 0; i < 16; ++i) {
+    nls::StoreUnit16(d + out, head[i]);
+    d[out + 2] = tail[i];
+    out += length[i];
+  }
+  *pout = out;
+}
+
+// ---- UTF-8 to UCS-2 ---------------------------------------------------------
+
+// Converts while every step is certain: at least 4 input bytes (a whole
+// sequence of up to three bytes) and 4 bytes of room remain. Stops before a
+// lead byte of 0xF0 and above. ASCII goes through vectors.
+template <class V>
+inline void DecodeRun(unsigned char* dst, unsigned dstSize, const unsigned char* src,
+                      unsigned srcLen, unsigned* pin, unsigned* pout) {
+  unsigned in = *pin;
+  unsigned out = *pout;
+  for (;;) {
+    while (srcLen - in >= V::kBytes && dstSize - out >= 2 * V::kBytes) {
+      const auto m = V::NonAscii(src + in);
+      if (m == 0) {
+        V::Widen(src + in, dst + out, V::kBytes);
+        in += V::kBytes;
+        out += 2 * V::kBytes;
+        continue;
+      }
+      // 17 bytes read, and room for the units plus the 2 bytes past them.
+      if (srcLen - in >= 17 && dstSize - out >= 36 && V::PairedBlock(src + in)) {
+        DecodePairedBlock<V>(src + in, dst, &out);
+        in += 16;
+        continue;
+      }
+      const unsigned k = V::FirstNonAscii(m);
+      V::Widen(src + in, dst + out, k);
+      in += k;
+      out += 2 * k;
+      break;
+    }
+    for (;;) {
+      if (srcLen - in < 4 || dstSize - out < 4) {
+        *pin = in;
+        *pout = out;
+        return;
+      }
+      const uint32_t b0 = src[in];
+      if (b0 < 0xC0) {  // ASCII, or a trail byte met as a lead: the byte itself
+        nls::StoreUnit16(dst + out, static_cast<uint16_t>(b0));
+        in += 1;
+        out += 2;
+        if (b0 < 0x80) break;  // back to the vectors
+      } else if (b0 < 0xE0) {
+        const uint32_t v = (b0 << 6) + src[in + 1] - 0x3080u;
+        nls::StoreUnit16(dst + out, static_cast<uint16_t>(v));
+        in += 2;
+        out += 2;
+      } else if (b0 < 0xF0) {
+        const uint32_t v =
+            (b0 << 12) + (static_cast<uint32_t>(src[in + 1]) << 6) + src[in + 2] - 0xE2080u;
+        nls::StoreUnit16(dst + out, static_cast<uint16_t>(v));
+        in += 3;
+        out += 2;
+      } else {
+        *pin = in;
+        *pout = out;
+        return;
+      }
+    }
+  }
+}
+
+template <class V>
+int DecodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) {
+  int status = 1;
+  bool full = false;  // a unit or pair found no room
+  unsigned int in = 0;
+  unsigned int out = 0;
+  while (in < srcLen) {
+    DecodeRun<V>(dst, dstSize, src, srcLen, &in, &out);
+    if (in >= srcLen) break;
+    // One character by the general algorithm.
+    const unsigned char lead = src[in];
+    const unsigned int trail = static_cast<unsigned int>(bytesFromUTF8[lead]);
+    if (trail >= srcLen - in) {  // the whole sequence is not in the input
+      status = -1304;
+      break;
+    }
+    uint32_t value = 0;
+    for (unsigned int k = 0; k <= trail; ++k) {
+      value += src[in + k];
+      if (k < trail) value <<= 6;
+    }
+    value -= offsetsFromUTF8[trail];
+    if (lead >= 0xF0) {
+      if (value >= 0x10000 && value <= 0x10FFFF) {
+        if (dstSize - out < 4) {
+          full = true;
+          break;
+        }
+        value -= 0x10000;
+        nls::StoreUnit16(dst + out, static_cast<uint16_t>(0xD800 + (value >> 10)));
+        nls::StoreUnit16(dst + out + 2, static_cast<uint16_t>(0xDC00 + (value & 0x3FF)));
+        out += 4;
+        in += trail + 1;
+        continue;
+      }
+      value = 0xFFFD;
+    }
+    if (dstSize - out < 2) {
+      full = true;
+      break;
+    }
+    nls::StoreUnit16(dst + out, static_cast<uint16_t>(value));
+    out += 2;
+    in += trail + 1;
+  }
+  *dstLen = out;
+  *srcUsed = in;
+  if (dstSize - out < 2) return 2;
+  nls::StoreUnit16(dst + out, 0);
+  // A surrogate pair that needed 4 bytes of room stays unconsumed: input is
+  // left over even though the terminator fitted.
+  return full ? 2 : status;
+}
+
+// ---- UCS-2 to UTF-8 ---------------------------------------------------------
+
+// Converts while every step is certain: a whole unit remains and 3 bytes of
+// room. Stops before a surrogate. ASCII goes through vectors.
+template <class V>
+inline void EncodeRun(unsigned char* dst, unsigned dstSize, const unsigned char* src,
+                      unsigned srcLen, unsigned* pin, unsigned* pout) {
+  unsigned in = *pin;
+  unsigned out = *pout;
+  for (;;) {
+    while (srcLen - in >= 2 * V::kUnits && dstSize - out >= V::kUnits) {
+      const auto m = V::NonAsciiUnits(src + in);
+      if (m == 0) {
+        V::Narrow(src + in, dst + out, V::kUnits);
+        in += 2 * V::kUnits;
+        out += V::kUnits;
+        continue;
+      }
+      // A unit must follow the block and fit after it, so that the bytes
+      // stored past the block are written again.
+      if (srcLen - in >= 34 && dstSize - out >= 56 && V::NoSurrogates(src + in)) {
+        EncodeBlock<V>(src + in, dst, &out);
+        in += 32;
+        continue;
+      }
+      const unsigned k = V::FirstNonAsciiUnit(m);
+      V::Narrow(src + in, dst + out, k);
+      in += 2 * k;
+      out += k;
+      break;
+    }
+    for (;;) {
+      if (srcLen - in < 2 || dstSize - out < 3) {
+        *pin = in;
+        *pout = out;
+        return;
+      }
+      const uint32_t u = nls::LoadUnit16(src + in);
+      if (u < 0x80) {
+        dst[out] = static_cast<unsigned char>(u);
+        in += 2;
+        out += 1;
+        break;  // back to the vectors
+      }
+      if (u < 0x800) {
+        dst[out] = static_cast<unsigned char>(0xC0 | (u >> 6));
+        dst[out + 1] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+        in += 2;
+        out += 2;
+      } else if (u - 0xD800 >= 0x800) {
+        dst[out] = static_cast<unsigned char>(0xE0 | (u >> 12));
+        dst[out + 1] = static_cast<unsigned char>(0x80 | ((u >> 6) & 0x3F));
+        dst[out + 2] = static_cast<unsigned char>(0x80 | (u & 0x3F));
+        in += 2;
+        out += 3;
+      } else {
+        *pin = in;
+        *pout = out;
+        return;
+      }
+    }
+  }
+}
+
+template <class V>
+int EncodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) {
+  int status = 1;
+  unsigned int in = 0;
+  unsigned int out = 0;
+  while (srcLen - in >= 2) {
+    EncodeRun<V>(dst, dstSize, src, srcLen, &in, &out);
+    if (srcLen - in < 2) break;
+    // One item by the general algorithm.
+    uint32_t value = nls::LoadUnit16(src + in);
+    unsigned int units = 1;
+    if (value >= 0xD800 && value <= 0xDBFF && srcLen - in >= 4) {
+      const uint32_t low = nls::LoadUnit16(src + in + 2);
+      if (low >= 0xDC00 && low <= 0xDFFF) {
+        value = 0x10000 + ((value - 0xD800) << 10) + (low - 0xDC00);
+        units = 2;
+      }
+    }
+    const unsigned int length = units == 2 ? 4 : (value < 0x80 ? 1 : value < 0x800 ? 2 : 3);
+    if (dstSize - out < length) {
+      status = -1304;
+      break;
+    }
+    for (unsigned int k = length - 1; k > 0; --k) {
+      dst[out + k] = static_cast<unsigned char>((value | 0x80) & 0xBF);
+      value >>= 6;
+    }
+    dst[out] = static_cast<unsigned char>(firstByteMark[length] | value);
+    out += length;
+    in += 2 * units;
+  }
+  *dstLen = out;
+  *srcUsed = in;
+  if (out >= dstSize) return 2;
+  dst[out] = 0;
+  return status;
+}
+
+}  // namespace utf8_codec
+}  // namespace
+
+#endif  // NLSCNV_CONVERTERS_UTF8_CODEC_H

@@ -1,0 +1,37 @@
+// The UTF-8 loops compiled for AVX2; chosen at run time when the processor
+// has it (nlscnv/support/simd.h). The headers are included before the target
+// pragma so that only the loops themselves are built for AVX2.
+#include "nlscnv/support/simd.h"
+
+#if defined(NLS_HAVE_AVX2)
+#include <immintrin.h>
+
+#include <cstdint>
+#include <cstring>
+
+#include "nlscnv/converter.h"
+#include "nlscnv/support/unaligned.h"
+
+#pragma GCC push_options
+#pragma GCC target("avx2")
+#define NLS_UTF8_CODEC_AVX2 1
+#include "nlscnv/converters/utf8_codec.h"
+
+namespace nls {
+namespace utf8 {
+
+int DecodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) {
+  return utf8_codec::DecodeUtf8<utf8_codec::Avx2>(dst, dstLen, dstSize, src, srcLen, srcUsed);
+}
+
+int EncodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) {
+  return utf8_codec::EncodeUtf8<utf8_codec::Avx2>(dst, dstLen, dstSize, src, srcLen, srcUsed);
+}
+
+}  // namespace utf8
+}  // namespace nls
+
+#pragma GCC pop_options
+#endif  // NLS_HAVE_AVX2

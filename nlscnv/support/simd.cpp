@@ -1,0 +1,43 @@
+#include "nlscnv/support/simd.h"
+
+#include <atomic>
+
+namespace nls {
+namespace simd {
+namespace {
+
+int Supported() {
+  int level = kScalar;
+#if defined(NLS_HAVE_SSE2)
+  level = kSse2;
+#endif
+#if defined(NLS_HAVE_AVX2)
+  __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx2")) level = kAvx2;
+#endif
+  return level;
+}
+
+std::atomic<int> gLevel{-1};
+
+}  // namespace
+
+int Level() {
+  int level = gLevel.load(std::memory_order_relaxed);
+  if (level < 0) {
+    level = Supported();
+    gLevel.store(level, std::memory_order_relaxed);
+  }
+  return level;
+}
+
+int SetLevel(int level) {
+  const int supported = Supported();
+  if (level > supported) level = supported;
+  if (level < kScalar) level = kScalar;
+  gLevel.store(level, std::memory_order_relaxed);
+  return level;
+}
+
+}  // namespace simd
+}  // namespace nls
