@@ -286,8 +286,8 @@ class HostScenario : public Scenario {
          {"reg:618", "reg:626", "reg:630"}},
         {"whole buffer",
          {1, 2, -1002, -1014},
-         {"nlsenc:88", "enconv:437", "enconv:79", "enconv:81", "enconv:83", "twostage:60"},
-         {"nlsenc:88", "enconv:437"}},
+         {"enconv:437", "enconv:79", "enconv:81", "enconv:83", "twostage:60"},
+         {"enconv:437", "enconv:79"}},
         {"terminate", {1}, {}, {}},
     };
   }
@@ -369,8 +369,8 @@ class OnDemandScenario : public Scenario {
           "enconv:79", "enconv:81", "enconv:83"}},
         {"whole buffer",
          {1, 2, -1002, -1014},
-         {"nlsenc:88", "enconv:79", "enconv:81", "enconv:83", "twostage:60"},
-         {"nlsenc:88"}},
+         {"enconv:79", "enconv:81", "enconv:83", "twostage:60"},
+         {"enconv:79", "enconv:81", "enconv:83"}},
         {"terminate", {1}, {}, {}},
     };
   }
