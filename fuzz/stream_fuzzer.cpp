@@ -204,10 +204,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // Drain. A host offers at least the overflow size, and more when that
     // makes no progress.
     bool escalate = false;
+    int refusals = 0;  // empty buffers offered on purpose; a few per piece
     for (size_t rounds = 0; status == 2 || held > 0; ++rounds) {
       FUZZ_CHECK(rounds < 16 * pending.size() + 64, "%s > %s: draining does not end", from.name,
                  to.name);
       unsigned offer = NextSize(control);
+      if (offer == 0 && ++refusals > 2) offer = 1;
       if (control.ConsumeBool()) offer = std::max(offer, held * 7);
       if (escalate) offer = std::max<unsigned>(64, 16 * held + 16);
       GuardedOutput more(offer);
@@ -218,6 +220,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         // Refused; what the handle holds is untouched and still to drain.
         FUZZ_CHECK(answer == -1009 && produced == 0, "empty overflow buffer gave %d", answer);
         FUZZ_CHECK(HeldBytes(handle, pending.size()) == held, "a refused call changed the input");
+        --rounds;
         continue;
       }
       status = answer;
