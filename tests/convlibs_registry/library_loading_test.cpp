@@ -1,0 +1,265 @@
+// The converter libraries as a host reaches them: NLS_EncInitialize with the
+// build tree as the data directory, then conversions by canonical name, alias
+// and Java name through the registry, which loads lib<name>30.so on first use.
+// Samples and their UTF-8 form come from Python's codecs.
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "nlscnv.h"
+#include "support/test_support.h"
+
+namespace {
+
+using nls_test::Bytes;
+
+const std::string kDataDir = std::string(NLS_BUILD_DATA_BASE) + "/conv30/";
+
+struct Sample {
+  std::string codec;
+  Bytes encoded;
+  Bytes utf8;
+};
+
+std::vector<Sample> ReadSamples() {
+  const Bytes data = nls_test::ReadFile(nls_test::OraclePath("convlibs_samples"));
+  std::vector<Sample> samples;
+  size_t pos = 0;
+  auto block = [&] {
+    uint32_t n = data.at(pos) | data.at(pos + 1) << 8 | data.at(pos + 2) << 16 |
+                 static_cast<uint32_t>(data.at(pos + 3)) << 24;
+    Bytes b(data.begin() + static_cast<long>(pos + 4),
+            data.begin() + static_cast<long>(pos + 4 + n));
+    pos += 4 + n;
+    return b;
+  };
+  while (pos < data.size()) {
+    Bytes codec = block();
+    Bytes encoded = block();
+    Bytes utf8 = block();
+    samples.push_back({std::string(codec.begin(), codec.end()), encoded, utf8});
+  }
+  return samples;
+}
+
+// How a host might name each encoding: canonical names, aliases, Java names.
+const std::map<std::string, std::string> kHostNames = {
+    {"shift_jis", "sjis"},
+    {"euc_jp", "EUC-JP"},
+    {"iso2022_jp", "ISO-2022-JP"},
+    {"gb2312", "EUC-CN"},
+    {"big5", "big5"},
+    {"euc_kr", "euckr"},
+    {"cp1250", "cp1250"},
+    {"cp1251", "windows-1251"},
+    {"cp1252", "CP1252"},
+    {"cp1253", "x-cp1253"},
+    {"cp1254", "windows-1254"},
+    {"cp1255", "cp1255"},
+    {"cp1256", "cswindows1256"},
+    {"cp1257", "cp1257"},
+    {"cp1258", "windows-1258"},
+    {"iso8859_2", "latin2"},
+    {"iso8859_3", "ISO-8859-3"},
+    {"iso8859_4", "l4"},
+    {"iso8859_5", "cyrillic"},
+    {"iso8859_6", "arabic"},
+    {"iso8859_7", "greek"},
+    {"iso8859_8", "hebrew"},
+    {"iso8859_9", "latin5"},
+    {"iso8859_10", "latin6"},
+    {"iso8859_11", "ISO-8859-11"},
+    {"iso8859_13", "iso8859-13"},
+    {"iso8859_14", "latin8"},
+    {"iso8859_15", "latin9"},
+    {"iso8859_16", "ISO-8859-16"},
+    {"koi8_r", "koi8r"},
+    {"koi8_u", "KOI8-U"},
+    {"cp437", "cp437"},
+    {"cp850", "IBM850"},
+    {"cp866", "866"},
+};
+
+class ConverterLibraries : public ::testing::Test {
+ protected:
+  void SetUp() override { ASSERT_EQ(NLS_EncInitialize(nullptr, NLS_BUILD_DATA_BASE), 1); }
+  void TearDown() override { NLS_EncTerminate(); }
+
+  // NLS_ConvertBuffer with the size the library asks for.
+  static Bytes Convert(const std::string& from, const std::string& to, const Bytes& in,
+                       int* status = nullptr) {
+    unsigned size = NLS_GetResultBufferSize(in.data(), static_cast<unsigned>(in.size()),
+                                            from.c_str(), to.c_str());
+    EXPECT_GT(size, 0u) << from << " -> " << to;
+    Bytes out(size + 1);
+    unsigned produced = 0;
+    int st = NLS_ConvertBuffer(from.c_str(), to.c_str(), in.data(),
+                               static_cast<unsigned>(in.size()), out.data(), size, &produced);
+    if (status) *status = st;
+    EXPECT_EQ(st, 1) << from << " -> " << to;
+    out.resize(produced);
+    return out;
+  }
+};
+
+// The records of the libraries' section of a registry file of the build
+// tree's data directory.
+std::vector<std::vector<std::string>> SectionRecords(const std::string& file, size_t fields) {
+  std::ifstream in(kDataDir + file);
+  std::string line;
+  bool inside = false;
+  std::vector<std::string> tokens;
+  while (std::getline(in, line)) {
+    if (line.rfind("// ---- Converter libraries", 0) == 0) inside = true;
+    if (line.rfind("// ---- End of the converter libraries", 0) == 0) inside = false;
+    if (!inside || line.rfind("/", 0) == 0) continue;
+    std::istringstream words(line);
+    for (std::string w; words >> w;) tokens.push_back(w);
+  }
+  std::vector<std::vector<std::string>> records;
+  for (size_t i = 0; i + fields <= tokens.size(); i += fields)
+    records.emplace_back(tokens.begin() + static_cast<long>(i),
+                         tokens.begin() + static_cast<long>(i + fields));
+  EXPECT_EQ(tokens.size() % fields, 0u) << file;
+  return records;
+}
+
+TEST_F(ConverterLibraries, SamplesConvertToAndFromUtf8) {
+  const std::vector<Sample> samples = ReadSamples();
+  ASSERT_EQ(samples.size(), kHostNames.size());
+  for (const Sample& s : samples) {
+    const std::string& name = kHostNames.at(s.codec);
+    EXPECT_EQ(Convert(name, "UTF-8", s.encoded), s.utf8) << name;
+    EXPECT_EQ(Convert("UTF-8", name, s.utf8), s.encoded) << name;
+  }
+}
+
+TEST_F(ConverterLibraries, EveryRecordCreatesAConverterOfItsDirection) {
+  const auto records = SectionRecords("encreg.txt", 5);
+  ASSERT_EQ(records.size(), 2u * kHostNames.size());
+  const uint16_t a = 'A';
+  Bytes ucs2A(2);
+  std::memcpy(ucs2A.data(), &a, 2);
+  for (const auto& r : records) {
+    NLS_ConverterHandle h = nullptr;
+    ASSERT_EQ(NLS_NewEncodingConverter(r[0].c_str(), r[1].c_str(), &h), 1) << r[0] << " " << r[1];
+    const bool toUcs2 = r[1] == "ISO-10646-UCS-2";
+    const Bytes in = toUcs2 ? Bytes{'A'} : ucs2A;
+    unsigned char out[8] = {};
+    unsigned produced = 0;
+    EXPECT_EQ(
+        NLS_ConvertStreamBuffer(h, in.data(), static_cast<unsigned>(in.size()), out, 8, &produced),
+        1);
+    EXPECT_EQ(Bytes(out, out + produced), toUcs2 ? ucs2A : Bytes{'A'}) << r[0] << " " << r[1];
+    NLS_DeleteEncodingConverter(h);
+  }
+}
+
+TEST_F(ConverterLibraries, EveryAliasAndJavaNameLeadsToAConversion) {
+  const auto aliases = SectionRecords("aliasreg.txt", 2);
+  ASSERT_GT(aliases.size(), 100u);
+  for (const auto& r : aliases) {
+    EXPECT_STREQ(NLS_GetNormalizedEncodingName(r[0].c_str()), r[1].c_str()) << r[0];
+    EXPECT_EQ(NLS_EncodingConverterExists(r[0].c_str(), "UTF-8"), 1) << r[0];
+  }
+  std::map<std::string, std::string> lastJavaName;
+  for (const auto& r : SectionRecords("javareg.txt", 2)) {
+    const char* name = NLS_GetEncodingNameFromJava(r[0].c_str());
+    ASSERT_NE(name, nullptr) << r[0];
+    EXPECT_STREQ(name, r[1].c_str()) << r[0];
+    EXPECT_EQ(NLS_EncodingConverterExists(name, "UTF-8"), 1) << r[0];
+    lastJavaName[r[1]] = r[0];
+  }
+  for (const auto& [canonical, java] : lastJavaName) {
+    const char* name = NLS_GetJavaEncodingName(canonical.c_str());
+    ASSERT_NE(name, nullptr) << canonical;
+    EXPECT_EQ(name, java) << canonical;
+  }
+}
+
+TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
+  const std::pair<const char*, const char*> spellings[] = {
+      {"sjis", "Shift_JIS"},
+      {"SHIFT_JIS", "Shift_JIS"},
+      {"euc-jp", "Extended_UNIX_Code_Packed_Format_for_Japanese"},
+      {"csISO2022JP", "ISO-2022-JP"},
+      {"EUC-CN", "GB2312"},
+      {"euckr", "EUC-KR"},
+      {"cp1252", "windows-1252"},
+      {"latin2", "ISO_8859-2:1987"},
+      {"ISO-8859-15", "ISO-8859-15"},
+      {"koi8r", "KOI8-R"},
+      {"cp866", "IBM866"},
+      {"latin1", "ISO_8859-1:1987"},  // built in, unchanged
+  };
+  for (const auto& [alias, canonical] : spellings)
+    EXPECT_STREQ(NLS_GetNormalizedEncodingName(alias), canonical) << alias;
+  EXPECT_STREQ(NLS_GetJavaEncodingName("Shift_JIS"), "SJIS");
+  EXPECT_STREQ(NLS_GetJavaEncodingName("windows-1252"), "Cp1252");
+  EXPECT_STREQ(NLS_GetJavaEncodingName("ISO_8859-2:1987"), "ISO8859_2");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("EUC_KR"), "EUC-KR");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("ISO2022JP"), "ISO-2022-JP");
+  EXPECT_EQ(NLS_GetJavaEncodingName("ISO-8859-10"), nullptr);  // Java has none
+}
+
+TEST_F(ConverterLibraries, DetectedJapaneseEncodingsConvert) {
+  const std::map<std::string, std::string> detected = {
+      {"shift_jis", "Shift_JIS"},
+      {"euc_jp", "Extended_UNIX_Code_Packed_Format_for_Japanese"},
+      {"iso2022_jp", "ISO-2022-JP"}};
+  for (const Sample& s : ReadSamples()) {
+    auto it = detected.find(s.codec);
+    if (it == detected.end()) continue;
+    _NLS_AUTO_DETECT_RESULT result{};
+    unsigned count = 0;
+    ASSERT_EQ(NLS_DetectEncodingForBuffer(s.encoded.data(), static_cast<unsigned>(s.encoded.size()),
+                                          &result, 0, &count),
+              1)
+        << s.codec;
+    ASSERT_EQ(count, 1u);
+    EXPECT_STREQ(result.encoding, it->second.c_str());
+    EXPECT_EQ(Convert(result.encoding, "UTF-8", s.encoded), s.utf8) << s.codec;
+  }
+}
+
+TEST_F(ConverterLibraries, Iso2022JpStreamsThroughAHandleCutAnywhere) {
+  for (const Sample& s : ReadSamples()) {
+    if (s.codec != "iso2022_jp") continue;
+    NLS_ConverterHandle h = nullptr;
+    ASSERT_EQ(NLS_NewEncodingConverter("ISO-2022-JP", "UTF-8", &h), 1);
+    Bytes joined;
+    unsigned char out[256];
+    size_t pos = 0;
+    for (unsigned piece = 1; pos < s.encoded.size(); piece = piece % 7 + 1) {
+      const unsigned n = static_cast<unsigned>(std::min<size_t>(piece, s.encoded.size() - pos));
+      unsigned produced = 0;
+      int st = NLS_ConvertStreamBuffer(h, s.encoded.data() + pos, n, out, sizeof out, &produced);
+      joined.insert(joined.end(), out, out + produced);
+      while (st == 2) {
+        st = NLS_ConverterGetOverflow(h, out, sizeof out, &produced);
+        joined.insert(joined.end(), out, out + produced);
+      }
+      ASSERT_EQ(st, 1) << "at " << pos;
+      pos += n;
+    }
+    EXPECT_EQ(joined, s.utf8);
+    NLS_DeleteEncodingConverter(h);
+  }
+}
+
+TEST_F(ConverterLibraries, JapaneseRoundTripBetweenEncodings) {
+  for (const Sample& s : ReadSamples()) {
+    if (s.codec != "shift_jis") continue;
+    // Through both libraries' tables; half-width katakana keep their form
+    // (ISO-2022-JP has none, so it is not on this path).
+    const Bytes euc = Convert("Shift_JIS", "EUC-JP", s.encoded);
+    EXPECT_EQ(Convert("EUC-JP", "sjis", euc), s.encoded);
+    EXPECT_EQ(Convert("EUC-JP", "UTF-8", euc), s.utf8);
+  }
+}
+
+}  // namespace
