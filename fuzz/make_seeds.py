@@ -188,9 +188,31 @@ def sequence_seeds():
           .integer(whole, 15).integer(16, 24).integer(2, 24).integer(0, 200).integer(10, 300).data())
 
 
+def libraries_seeds():
+    # The harness numbers the library conversions at run time (about 70);
+    # the seeds spread texts of several scripts over the numbers.
+    texts = [
+        "日本語のテキスト、ｶﾀｶﾅ".encode("shift_jis"),
+        "日本語のテキスト".encode("euc_jp"),
+        "日本語 abc 漢字".encode("iso2022_jp"),
+        "中文文本".encode("gb2312"),
+        "繁體中文".encode("big5"),
+        "한국어 텍스트".encode("euc_kr"),
+        "Ελληνικά Кириллица".encode("utf-16-le" if sys.byteorder == "little" else "utf-16-be"),
+        bytes(range(256)),
+    ]
+    for i, text in enumerate(texts):
+        for selector in (i * 9 % 70, (i * 9 + 4) % 70):
+            seed = Seed().bytes(text).integer(selector, 69).integer(len(text), 2048)
+            for size in (5, 2, 9, 0):
+                seed.integer(1, 3).integer(size, 16)
+            write("libraries", "text%d_%d" % (i, selector), seed.data())
+
+
 if __name__ == "__main__":
     converter_seeds()
     stream_seeds()
     registry_seeds()
     detection_seeds()
     sequence_seeds()
+    libraries_seeds()

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "faults/allocation_hooks.h"
 #include "faults/fault_env.h"
@@ -62,6 +63,31 @@ TEST(Regression, CallsWithoutRegistryWhenItCannotBeAllocated) {
   // With memory back, the next call builds the registry.
   EXPECT_STREQ(NLS_GetNormalizedEncodingName("latin1"), "ISO_8859-1:1987");
   EXPECT_EQ(NLS_EncodingConverterExists("latin1", "UTF-8"), 1);
+  NLS_EncTerminate();
+}
+
+// A drain with nothing held hands the converter no input at all (a null
+// pointer and length 0); the ISO-2022-JP decoder, holding a cut escape
+// sequence, must not copy from it. (The undefined-behaviour checks of the
+// asan configuration catch the copy.)
+TEST(Regression, IsoJpDecoderHoldingACutSequenceGetsNoInput) {
+  NLS_EncTerminate();
+  NLS_EncInitialize(nullptr, NLS_BUILD_DATA_BASE);
+  NLS_ConverterHandle h = nullptr;
+  ASSERT_EQ(NLS_NewEncodingConverter("ISO-2022-JP", "ISO-10646-UCS-2", &h), 1);
+  unsigned char out[16];
+  unsigned produced = 99;
+  const unsigned char cut[] = {0x1B, '$'};
+  EXPECT_EQ(NLS_ConvertStreamBuffer(h, cut, sizeof cut, out, sizeof out, &produced), 1);
+  EXPECT_EQ(produced, 0u);
+  EXPECT_EQ(NLS_ConverterGetOverflow(h, out, sizeof out, &produced), 1);
+  EXPECT_EQ(produced, 0u);
+  // The held bytes still begin the next piece: ESC $ B, then JIS 0x467C.
+  const unsigned char rest[] = {'B', 0x46, 0x7C};
+  EXPECT_EQ(NLS_ConvertStreamBuffer(h, rest, sizeof rest, out, sizeof out, &produced), 1);
+  ASSERT_EQ(produced, 2u);
+  EXPECT_EQ(nls_test::Units(nls_test::Bytes(out, out + 2)), std::vector<uint16_t>{0x65E5});
+  NLS_DeleteEncodingConverter(h);
   NLS_EncTerminate();
 }
 
