@@ -136,7 +136,7 @@ int TISO2022JPToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstL
     JisCharset charset = fCharset;
     const unsigned int taken = ReadItem(joined, held + added, charset, &unit, toUcs2);
     if (taken == 0) {  // still cut: all of the new input joins the held bytes
-      std::memcpy(fPending + held, src, added);
+      if (added > 0) std::memcpy(fPending + held, src, added);  // src may be null
       fPendingLength = static_cast<uint8_t>(held + added);
       in = added;
       break;

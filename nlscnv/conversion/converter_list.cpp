@@ -19,6 +19,10 @@ EncondingConverterList::EncondingConverterList(const char* from, const char* to)
       fFromNames(nullptr),
       fToNames(nullptr),
       fRegistry(EncodingConverter::getEncodingRegistry()) {
+  if (fRegistry == nullptr) {
+    fStatus = -1002;  // the registry could not be allocated: an empty list
+    return;
+  }
   const unsigned int slots = static_cast<unsigned int>(fRegistry->EncodingCount());
   fFromNames = new (std::nothrow) const char*[slots];
   if (fFromNames == nullptr) {

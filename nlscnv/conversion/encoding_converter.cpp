@@ -94,7 +94,7 @@ void EncodingConverter::deleteEncodingRegistry() {
 
 void EncodingConverter::registerStaticLibrary(char* list) {
   EnsureRegistry();
-  fgRegistry->RegisterStaticConverters(list);
+  if (fgRegistry != nullptr) fgRegistry->RegisterStaticConverters(list);
 }
 
 bool EncodingConverter::exists(const char* from, const char* to) {
@@ -117,6 +117,12 @@ EncodingConverter::EncodingConverter(const char* from, const char* to)
       fRemainder(nullptr),
       fConverter(nullptr) {
   EnsureRegistry();
+  if (fgRegistry == nullptr) {
+    fFromName = normalizedEncodingName(from);
+    fToName = normalizedEncodingName(to);
+    fStatus = -1002;  // the registry could not be allocated (line 221)
+    return;
+  }
   const PairCacheSlot* known = fgRegistry != nullptr && from != nullptr && to != nullptr
                                    ? FindPair(fgRegistry, from, to)
                                    : nullptr;

@@ -6,21 +6,26 @@ namespace {
 constexpr char kAnyName[] = "*";
 }
 
+// Without a registry (it could not be allocated) a name stands for itself and
+// no Java name is known.
 const char* EncodingConverter::normalizedEncodingName(const char* name) {
   EnsureRegistry();
   if (name == nullptr) return kAnyName;
+  if (fgRegistry == nullptr) return name;
   return fgRegistry->NormalizeEncodingName(name);
 }
 
 const char* EncodingConverter::normalizedJavaName(const char* name) {
   EnsureRegistry();
   if (name == nullptr) return kAnyName;
+  if (fgRegistry == nullptr) return nullptr;
   return fgRegistry->NormalizeJavaEntity(name);
 }
 
 const char* EncodingConverter::javaEncodingName(const char* name) {
   EnsureRegistry();
   if (name == nullptr) return kAnyName;
+  if (fgRegistry == nullptr) return nullptr;
   return fgRegistry->FindJavaEntityName(name);
 }
 

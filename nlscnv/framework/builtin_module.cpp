@@ -19,14 +19,16 @@ extern "C" {
 
 uint32_t gModuleRef = 0;
 
-void Init_ResModule(void) { gModuleRef = 1; }
+// The flag is set by whichever thread makes the first converter; concurrent
+// first factory calls all store the same value.
+void Init_ResModule(void) { __atomic_store_n(&gModuleRef, 1, __ATOMIC_RELAXED); }
 
 }  // extern "C"
 
 namespace {
 
 void EnterModule() {
-  if (gModuleRef == 0) Init_ResModule();
+  if (__atomic_load_n(&gModuleRef, __ATOMIC_RELAXED) == 0) Init_ResModule();
 }
 
 template <typename Converter>
@@ -48,7 +50,7 @@ TEncodingConverter* MakeMacRoman(const char* from, const char* to, unsigned shor
   EnterModule();
   return new (std::nothrow) TEncodingConverter(
       from, to, &macromanunicodetableset, gStaticUnicodeFromTableList, gStaticUnicodeToTableList, 6,
-      sizeFactor, resourceTableStatic, gModuleRef, fromUnicode);
+      sizeFactor, resourceTableStatic, __atomic_load_n(&gModuleRef, __ATOMIC_RELAXED), fromUnicode);
 }
 
 }  // namespace

@@ -118,7 +118,10 @@ NLS_Library* TDLLLinker::NLS_FindLibrary(const char* libraryName) {
     return nullptr;
   }
   if (libraryName == nullptr) return nullptr;
-  for (NLS_Library* library = fLibraries; library != nullptr; library = library->next) {
+  // Records are published with release order (NLS_LoadLibrary): another
+  // thread may be adding one while this one searches.
+  for (NLS_Library* library = fLibraries; library != nullptr;
+       library = __atomic_load_n(&library->next, __ATOMIC_ACQUIRE)) {
     if (std::strcmp(library->name, libraryName) == 0) return library;
   }
   return nullptr;
@@ -127,7 +130,7 @@ NLS_Library* TDLLLinker::NLS_FindLibrary(const char* libraryName) {
 int TDLLLinker::NLS_LoadLibrary(const char* libraryName) {
   NLS_Library* found = NLS_FindLibrary(libraryName);
   if (found != nullptr) {
-    ++found->referenceCount;
+    __atomic_add_fetch(&found->referenceCount, 1, __ATOMIC_RELAXED);
     fStatus = 1;
     return 1;
   }
@@ -146,21 +149,48 @@ int TDLLLinker::NLS_LoadLibrary(const char* libraryName) {
   }
   std::memcpy(library->name, libraryName, std::strlen(libraryName) + 1);
   Platform_LoadDynamicLibrary(library);
-  if (fStatus != 1) {
+  if (library->handle == nullptr) {
+    // The reason is in the status, unless another thread's search has
+    // overwritten it meanwhile.
+    int status = fStatus;
+    if (status == 1) status = -1300;
     nls::AssertLine(266, nls::unit::kLinker);
     DestroyLibrary(library);
-    return fStatus;
+    fStatus = status;
+    return status;
   }
   library->referenceCount = 1;
   library->entries = nullptr;
-  // Behind the pseudo-library, which stays the head of the list.
   if (fLibraries == nullptr) {
     fLibraries = library;
-  } else {
-    library->next = fLibraries->next;
-    fLibraries->next = library;
+    return 1;
   }
-  return 1;
+  // Behind the pseudo-library, which stays the head of the list. Converters
+  // are created on several threads at once, so two threads may load the same
+  // library together: the record goes in with a compare-and-swap, and a
+  // thread that finds the library inserted meanwhile keeps the other record.
+  NLS_Library* next = __atomic_load_n(&fLibraries->next, __ATOMIC_ACQUIRE);
+  for (;;) {
+    NLS_Library* other = nullptr;
+    for (NLS_Library* l = next; l != nullptr; l = __atomic_load_n(&l->next, __ATOMIC_ACQUIRE)) {
+      if (std::strcmp(l->name, library->name) == 0) {
+        other = l;
+        break;
+      }
+    }
+    if (other != nullptr) {
+      Platform_UnloadDynamicLibrary(library);
+      DestroyLibrary(library);
+      __atomic_add_fetch(&other->referenceCount, 1, __ATOMIC_RELAXED);
+      fStatus = 1;
+      return 1;
+    }
+    library->next = next;
+    if (__atomic_compare_exchange_n(&fLibraries->next, &next, library, false, __ATOMIC_RELEASE,
+                                    __ATOMIC_ACQUIRE)) {
+      return 1;
+    }
+  }
 }
 
 void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
@@ -231,8 +261,9 @@ void TDLLLinker::Platform_UnloadDynamicLibrary(NLS_Library* library) {
 void* TDLLLinker::NLS_FindSymbolInLibrary(const char* libraryName, const char* entryName) {
   NLS_Library* library = NLS_FindLibrary(libraryName);
   if (library == nullptr) {
-    fStatus = NLS_LoadLibrary(libraryName);
-    if (fStatus != 1) {
+    const int loaded = NLS_LoadLibrary(libraryName);
+    fStatus = loaded;
+    if (loaded != 1) {
       nls::AssertLine(628, nls::unit::kLinker);
       return nullptr;
     }

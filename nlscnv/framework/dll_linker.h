@@ -7,6 +7,7 @@
 #ifndef NLSCNV_FRAMEWORK_DLL_LINKER_H
 #define NLSCNV_FRAMEWORK_DLL_LINKER_H
 
+#include <atomic>
 #include <cstdint>
 
 #include "nlscnv.h"
@@ -88,7 +89,8 @@ class NLS_EXPORT TDLLLinker {
   // (NLS_StaticConverterEntry records) ends with a null entry-point name.
   void RegisterStaticConverters(char* list);
 
-  int32_t fStatus;
+  // Written by every entry-point search, which threads run at the same time.
+  std::atomic<int32_t> fStatus;
   const char* fDefaultLibraryPath;
   NLS_Library* fLibraries;
 

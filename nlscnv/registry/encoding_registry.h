@@ -7,6 +7,7 @@
 #ifndef NLSCNV_REGISTRY_ENCODING_REGISTRY_H
 #define NLSCNV_REGISTRY_ENCODING_REGISTRY_H
 
+#include <atomic>
 #include <cstdint>
 #include <cstdio>
 
@@ -98,7 +99,8 @@ class NLS_EXPORT TEncodingRegistry {
   TRegistry* fNormalizedToJava;  // TAliasEntry: normalized name -> Java name
   TDLLLinker* fLinker;
   char* fDataDirectory;  // copy of the directory given to Initialize
-  int32_t fStatus;
+  // Written by converter creation, which threads run at the same time.
+  std::atomic<int32_t> fStatus;
 
   // The built-in conversions (served by the pseudo-library) and aliases.
   static const NLS_StaticConverterEntry fStaticEntryList[];

@@ -65,10 +65,15 @@ bool TRegistry::addEntry(TRegistryEntry* entry) {
   if (node == nullptr) return false;
   int32_t bucket = BucketIndex(entry->getPrimaryKey(), entry->getSecondaryKey());
   node->entry = entry;
-  node->next = fBuckets[bucket];
   // Published with release order: a lookup running unlocked in another
-  // thread sees either the old chain or the complete new node.
-  __atomic_store_n(&fBuckets[bucket], node, __ATOMIC_RELEASE);
+  // thread sees either the old chain or the complete new node. The swap
+  // repeats when another thread inserted into the same chain meanwhile (the
+  // loader's entry-point caches grow on several threads at once).
+  NLS_RegistryEntryNode* head = __atomic_load_n(&fBuckets[bucket], __ATOMIC_RELAXED);
+  do {
+    node->next = head;
+  } while (!__atomic_compare_exchange_n(&fBuckets[bucket], &head, node, true, __ATOMIC_RELEASE,
+                                        __ATOMIC_RELAXED));
   __atomic_add_fetch(&fCount, 1, __ATOMIC_RELAXED);
   return true;
 }
