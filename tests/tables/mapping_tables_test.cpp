@@ -190,16 +190,16 @@ TEST(TableSetLoading, ShiftTableByTableIdModulo64) {
 }
 
 TEST(TableSetLoading, FillsOnlyTheSetOfTheDirection) {
-  const auto spec = nls_test::synth::EucJp();
+  const auto layout = nls_test::synth::EucJp();
   for (char dir : {0, 1}) {
-    TableConverter c(spec, dir);
+    TableConverter c(layout, dir);
     ASSERT_EQ(c.GetStatus(), 1);
     EXPECT_EQ(c.TableCount(), 4u);
     for (int i = 0; i < 4; ++i) {
-      EXPECT_EQ(c.Set().tables[i], dir ? spec[i].fromTable : spec[i].toTable);
-      EXPECT_EQ(c.Set().slots[i].tableId, spec[i].id);
-      EXPECT_EQ(c.Set().slots[i].firstByte, spec[i].first);
-      EXPECT_EQ(c.Set().slots[i].lastByte, spec[i].last);
+      EXPECT_EQ(c.Set().tables[i], dir ? layout[i].fromTable : layout[i].toTable);
+      EXPECT_EQ(c.Set().slots[i].tableId, layout[i].id);
+      EXPECT_EQ(c.Set().slots[i].firstByte, layout[i].first);
+      EXPECT_EQ(c.Set().slots[i].lastByte, layout[i].last);
       EXPECT_EQ(c.OtherSet().tables[i], nullptr);
       EXPECT_EQ(c.OtherSet().shiftTables[i], nullptr);
       EXPECT_EQ(c.OtherSet().slots[i].tableId, 0);
@@ -223,14 +223,14 @@ TEST(TableSetLoading, StopsAtTheFirstEmptySlot) {
 TEST(TableSetLoading, MissingTableOrSchemeFails) {
   const uint16_t* t = MakeTable({{0, 0, 0xFF, 0}});
   // The second slot's table is only in the to-list.
-  const std::vector<SlotSpec> spec = {{1, 0x00, 0x7F, t, t}, {10, 0x80, 0xFF, t, nullptr}};
-  TableConverter from(spec, 1);
+  const std::vector<SlotSpec> layout = {{1, 0x00, 0x7F, t, t}, {10, 0x80, 0xFF, t, nullptr}};
+  TableConverter from(layout, 1);
   EXPECT_EQ(from.GetStatus(), -1010);
   EXPECT_EQ(from.TableCount(), 0u);
   EXPECT_EQ(from.Set().tables[0], t);          // filled before the failure
   EXPECT_EQ(from.Set().slots[1].tableId, 10);  // copied before the search
   EXPECT_EQ(from.Set().tables[1], nullptr);
-  TableConverter to(spec, 0);
+  TableConverter to(layout, 0);
   EXPECT_EQ(to.GetStatus(), 1);
   EXPECT_EQ(to.TableCount(), 2u);
 
@@ -246,8 +246,8 @@ TEST(TableSetLoading, MissingTableOrSchemeFails) {
 }
 
 TEST(TableSetLoading, UnloadClearsSlots) {
-  const auto spec = nls_test::synth::EucJp();
-  TableConverter c(spec, 0);
+  const auto layout = nls_test::synth::EucJp();
+  TableConverter c(layout, 0);
   c.UnloadUCS2TableSet(&c.Set(), 0);
   for (int i = 0; i < 4; ++i) {
     EXPECT_EQ(c.Set().slots[i].tableId, 0);
@@ -255,8 +255,8 @@ TEST(TableSetLoading, UnloadClearsSlots) {
     EXPECT_EQ(c.Set().shiftTables[i], nullptr);
   }
   c.UnloadUCS2TableSet(nullptr, 0);
-  EXPECT_EQ(c.LoadToUCS2Table(27), spec[1].toTable);
-  EXPECT_EQ(c.LoadFromUCS2Table(27), spec[1].fromTable);
+  EXPECT_EQ(c.LoadToUCS2Table(27), layout[1].toTable);
+  EXPECT_EQ(c.LoadFromUCS2Table(27), layout[1].fromTable);
   EXPECT_EQ(c.LoadToUCS2Table(28), nullptr);
 }
 
