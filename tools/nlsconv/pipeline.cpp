@@ -53,7 +53,7 @@ void SourceSafe(const std::string& name, bool* set) {
   } else {
     // Encodings of converter libraries: a line feed ends every character
     // and, by convention, every shift state of the ASCII-based encodings.
-    set['\n'] = true;
+    set[static_cast<unsigned char>('\n')] = true;
   }
 }
 
@@ -73,7 +73,7 @@ void DestinationSafe(const std::string& name, bool* set) {
              Is(name, "ESCAPED_UNICODE")) {
     MarkRange(set, 0, 127, true);
   } else {
-    set['\n'] = true;
+    set[static_cast<unsigned char>('\n')] = true;
   }
 }
 
@@ -189,7 +189,8 @@ int Pipeline::Open(const std::string& from, const std::string& to) {
   for (int c = 0; c < 128; ++c) cut_[c] = sourceSafe_[c] && destinationSafe[c];
   // The "-" that closes a base64 run is absorbed: the text before it ends
   // with an encoded character, at which the destination may not be at rest.
-  if (Is(from, "UNICODE-1-1-UTF-7") || Is(from, "IMAP-MODIFIED-UTF-7")) cut_['-'] = false;
+  if (Is(from, "UNICODE-1-1-UTF-7") || Is(from, "IMAP-MODIFIED-UTF-7"))
+    cut_[static_cast<unsigned char>('-')] = false;
   return 1;
 }
 
