@@ -85,7 +85,7 @@ int main(int argc, char** argv) {
   }
   int count = static_cast<int>(args.size());
   benchmark::Initialize(&count, args.data());
-  NLS_EncInitialize(nullptr, nullptr);
+  NLS_EncInitialize(nullptr, NLS_BENCH_DATA_DIR);
 
   std::vector<std::unique_ptr<Loaded>> loaded;
   for (const Case& c : nls_bench::AllCases()) {

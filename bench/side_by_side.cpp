@@ -36,7 +36,7 @@ namespace {
 
 struct Options {
   std::string corpora = NLS_BENCH_CORPUS_DIR;
-  std::string data;
+  std::string data = NLS_BENCH_DATA_DIR;  // the build tree's, with the converter libraries
   int reps = 5;
   double minTime = 0.04;
   std::string filter;
@@ -491,7 +491,7 @@ int main(int argc, char** argv) {
       return 2;
     }
   }
-  NLS_EncInitialize(nullptr, o.data.empty() ? nullptr : o.data.c_str());
+  NLS_EncInitialize(nullptr, o.data.c_str());
 
   std::vector<Row> rows;
   int ran = 0;
