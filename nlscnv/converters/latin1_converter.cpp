@@ -8,19 +8,7 @@
 
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/support/unaligned.h"
-
-namespace {
-
-void Widen(unsigned char* dst, const unsigned char* src, unsigned n) {
-  for (unsigned i = 0; i < n; ++i) nls::StoreUnit16(dst + 2 * i, src[i]);
-}
-
-void Narrow(unsigned char* dst, const unsigned char* src, unsigned n) {
-  for (unsigned i = 0; i < n; ++i)
-    dst[i] = static_cast<unsigned char>(nls::LoadUnit16(src + 2 * i));
-}
-
-}  // namespace
+#include "nlscnv/support/widen.h"
 
 TLatin1EncodingConverter::TLatin1EncodingConverter(
     const char* sourceName, const char* destinationName, const UnicodeTableSet* tableSet,
@@ -40,7 +28,7 @@ int TLatin1EncodingConverter::ConvertToUnicode(unsigned char* dst, unsigned int*
   if (dst == nullptr || dstLen == nullptr || src == nullptr || dstSize == 0 || srcLen == 0)
     return -1009;
   const unsigned n = std::min(srcLen, (dstSize - 1) / 2);
-  Widen(dst, src, n);
+  nls::WidenBytes(dst, src, n);
   if (dstSize - 2 * n >= 2) nls::StoreUnit16(dst + 2 * n, 0);
   *dstLen = 2 * n;
   *srcUsed = n;
@@ -53,7 +41,7 @@ int TLatin1EncodingConverter::ConvertFromUnicode(unsigned char* dst, unsigned in
                                                  unsigned int dstSize, const unsigned char* src,
                                                  unsigned int srcLen, unsigned int* srcUsed) {
   const unsigned n = std::min(srcLen / 2, dstSize == 0 ? 0 : dstSize - 1);
-  Narrow(dst, src, n);
+  nls::NarrowUnits(dst, src, n);
   if (n == dstSize) nls::AssertLine(40, nls::unit::kLat1cn);
   *dstLen = n;
   *srcUsed = 2 * n;
