@@ -88,6 +88,15 @@ struct Words {
     WidenShort(s, d, k);
   }
 
+  // Widens 64 bytes when all are ASCII; false (nothing written) otherwise.
+  static bool WidenAscii64(const unsigned char* s, unsigned char* d) {
+    uint64_t any = 0;
+    for (unsigned i = 0; i < 64; i += kBytes) any |= NonAscii(s + i);
+    if (any != 0) return false;
+    for (unsigned i = 0; i < 64; i += kBytes) Widen(s + i, d + 2 * i, kBytes);
+    return true;
+  }
+
   // Bit 16i+15.. set when unit i is 0x80 or above.
   static uint64_t NonAsciiUnits(const unsigned char* s) {
     uint64_t w;
@@ -134,6 +143,20 @@ struct Sse2 {
       return;
     }
     WidenShort(s, d, k);
+  }
+
+  static bool WidenAscii64(const unsigned char* s, unsigned char* d) {
+    __m128i v[4];
+    for (unsigned i = 0; i < 4; ++i)
+      v[i] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16 * i));
+    const __m128i any = _mm_or_si128(_mm_or_si128(v[0], v[1]), _mm_or_si128(v[2], v[3]));
+    if (_mm_movemask_epi8(any) != 0) return false;
+    const __m128i zero = _mm_setzero_si128();
+    for (unsigned i = 0; i < 4; ++i) {
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 32 * i), _mm_unpacklo_epi8(v[i], zero));
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(d + 32 * i + 16), _mm_unpackhi_epi8(v[i], zero));
+    }
+    return true;
   }
 
   // Bit i set when unit i of the 16 is 0x80 or above.
@@ -268,6 +291,17 @@ struct Avx2 {
     }
     Sse2::Widen(s, d, k);
   }
+  static bool WidenAscii64(const unsigned char* s, unsigned char* d) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(s + 32));
+    if (_mm256_movemask_epi8(_mm256_or_si256(a, b)) != 0) return false;
+    auto* out = reinterpret_cast<__m256i*>(d);
+    _mm256_storeu_si256(out, _mm256_cvtepu8_epi16(_mm256_castsi256_si128(a)));
+    _mm256_storeu_si256(out + 1, _mm256_cvtepu8_epi16(_mm256_extracti128_si256(a, 1)));
+    _mm256_storeu_si256(out + 2, _mm256_cvtepu8_epi16(_mm256_castsi256_si128(b)));
+    _mm256_storeu_si256(out + 3, _mm256_cvtepu8_epi16(_mm256_extracti128_si256(b, 1)));
+    return true;
+  }
 
   static unsigned NonAsciiUnits(const unsigned char* s) {
     const __m256i high = _mm256_set1_epi16(static_cast<short>(0xFF80));
@@ -369,6 +403,11 @@ inline void DecodeRun(unsigned char* dst, unsigned dstSize, const unsigned char*
         V::Widen(src + in, dst + out, V::kBytes);
         in += V::kBytes;
         out += 2 * V::kBytes;
+        // A long ASCII run: 64 bytes per step.
+        while (srcLen - in >= 64 && dstSize - out >= 128 && V::WidenAscii64(src + in, dst + out)) {
+          in += 64;
+          out += 128;
+        }
         continue;
       }
       // 17 bytes read, and room for the units plus the 2 bytes past them.

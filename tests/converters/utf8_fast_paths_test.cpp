@@ -319,6 +319,39 @@ TEST_F(Utf8FastPaths, BlocksEndingInShortCharactersAtEveryRoom) {
   }
 }
 
+// Long ASCII runs go 64 bytes at a time once a whole vector of ASCII has
+// gone by: a run broken at every position of the blocks around it, with the
+// room ending anywhere near the break and near the end.
+TEST_F(Utf8FastPaths, LongAsciiRunsBrokenAtEveryPosition) {
+  std::vector<Bytes> inputs;
+  for (unsigned pos = 0; pos < 200; ++pos) {
+    for (const Bytes& insert :
+         std::vector<Bytes>{{0xC3, 0xA9}, {0x80}, {0xE4, 0xB8}, {0xF0, 0x9F, 0x98, 0x80}, {0x00}}) {
+      Bytes in(230, 0);
+      for (size_t i = 0; i < in.size(); ++i) in[i] = static_cast<unsigned char>(0x20 + i % 0x5F);
+      in.insert(in.begin() + pos, insert.begin(), insert.end());
+      inputs.push_back(in);
+    }
+  }
+  for (int level : levels_.Levels()) {
+    nls::simd::SetLevel(level);
+    SCOPED_TRACE("level " + std::to_string(level));
+    for (size_t k = 0; k < inputs.size(); ++k) {
+      const Bytes& in = inputs[k];
+      const unsigned pos = static_cast<unsigned>(k / 5);
+      const unsigned full = static_cast<unsigned>(2 * in.size() + 2);
+      for (unsigned room : {2 * pos, 2 * pos + 1, 2 * pos + 2, 2 * pos + 3, 2 * pos + 4,
+                            2 * pos + 130, full - 4, full - 1, full, full + 7})
+        ExpectSame(dec_, RefDecode, in, room, static_cast<unsigned>(k % 7),
+                   static_cast<unsigned>(k % 5));
+      for (unsigned len = 0; len <= 64; ++len) {  // every tail of the text
+        const Bytes cut(in.end() - len, in.end());
+        ExpectSame(dec_, RefDecode, cut, 2 * len + 2);
+      }
+    }
+  }
+}
+
 // Input that ends on the last readable byte, output that ends on the last
 // writable byte: a read or write past either faults.
 TEST_F(Utf8FastPaths, BuffersAgainstAnInaccessiblePage) {
@@ -327,11 +360,14 @@ TEST_F(Utf8FastPaths, BuffersAgainstAnInaccessiblePage) {
   for (int level : levels_.Levels()) {
     nls::simd::SetLevel(level);
     SCOPED_TRACE("level " + std::to_string(level));
-    for (int style = 0; style < 3; ++style) {
-      const Bytes text = MakeUtf8(&rng_, 1200, style, style == 2);
-      const Bytes units = MakeUcs2(&rng_, 600, style, style == 2);
-      for (unsigned len : {0u, 1u, 2u, 3u, 7u, 15u, 16u, 17u, 31u, 32u, 33u, 47u, 63u, 64u, 65u,
-                           100u, 1000u, 1199u}) {
+    for (int style = 0; style < 4; ++style) {
+      Bytes made = MakeUtf8(&rng_, 1200, style % 3, style == 2);
+      if (style == 3)  // one long ASCII run
+        for (size_t i = 0; i < made.size(); ++i) made[i] = static_cast<unsigned char>('A' + i % 26);
+      const Bytes text = made;
+      const Bytes units = MakeUcs2(&rng_, 600, style % 3, style == 2);
+      for (unsigned len : {0u,  1u,  2u,  3u,  7u,  15u, 16u,  17u,  31u,  32u,   33u,  47u,
+                           63u, 64u, 65u, 95u, 96u, 97u, 100u, 160u, 161u, 1000u, 1199u}) {
         for (const auto& [conv, ref, source, factor, term] :
              {std::make_tuple(dec_, &RefDecode, &text, 2u, 2u),
               std::make_tuple(enc_, &RefEncode, &units, 3u, 1u)}) {
