@@ -14,21 +14,22 @@
 namespace {
 constexpr char kPivot[] = "ISO-10646-UCS-2";
 
-// The last few name pairs that made a direct converter, per thread, with
-// what the registry resolved them to: creating a converter for such a pair
-// again skips the four name normalizations, the entry lookup and the
-// entry-point lookup, whose outcome cannot have changed while the registry
-// is the same object (serial) and has gained no alias or conversion (the
-// counts; entries are never removed). Only lookups without side effects are
-// skipped: a name is cached after its normalization has already remembered
-// it.
+// The last few name pairs that made a converter, per thread, with what the
+// registry resolved them to: creating a converter for such a pair again
+// skips the four name normalizations, the entry lookups and the entry-point
+// lookups, whose outcome cannot have changed while the registry is the same
+// object (serial) and has gained no alias or conversion (the counts; entries
+// are never removed). Only lookups without side effects are skipped: a name
+// is cached after its normalization has already remembered it. A pair
+// converted in two stages keeps the factories of both stages.
 struct PairCacheSlot {
   uint64_t serial = 0;  // 0: empty
   int32_t aliases = 0;
   int32_t encodings = 0;
   const char* fromName = nullptr;
   const char* toName = nullptr;
-  NLS_ConverterFactory factory = nullptr;
+  NLS_ConverterFactory factory = nullptr;        // the direct or the first stage
+  NLS_ConverterFactory secondFactory = nullptr;  // null: direct
   char from[kNLSNameFieldSize];
   char to[kNLSNameFieldSize];
 };
@@ -50,7 +51,8 @@ const PairCacheSlot* FindPair(TEncodingRegistry* registry, const char* from, con
 }
 
 void RememberPair(TEncodingRegistry* registry, const char* from, const char* to,
-                  const char* fromName, const char* toName, NLS_ConverterFactory factory) {
+                  const char* fromName, const char* toName, NLS_ConverterFactory factory,
+                  NLS_ConverterFactory secondFactory) {
   const size_t fromLength = std::strlen(from);
   const size_t toLength = std::strlen(to);
   if (fromLength >= kNLSNameFieldSize || toLength >= kNLSNameFieldSize) return;
@@ -62,6 +64,7 @@ void RememberPair(TEncodingRegistry* registry, const char* from, const char* to,
   slot.fromName = fromName;
   slot.toName = toName;
   slot.factory = factory;
+  slot.secondFactory = secondFactory;
   std::memcpy(slot.from, from, fromLength + 1);
   std::memcpy(slot.to, to, toLength + 1);
 }
@@ -123,15 +126,21 @@ EncodingConverter::EncodingConverter(const char* from, const char* to)
     fStatus = -1002;  // the registry could not be allocated (line 221)
     return;
   }
-  const PairCacheSlot* known = fgRegistry != nullptr && from != nullptr && to != nullptr
-                                   ? FindPair(fgRegistry, from, to)
-                                   : nullptr;
+  const PairCacheSlot* known =
+      from != nullptr && to != nullptr ? FindPair(fgRegistry, from, to) : nullptr;
   if (known != nullptr) {
     fFromName = known->fromName;
     fToName = known->toName;
-    // The entry-point lookup, had it run, would have succeeded.
+    // The entry-point lookups, had they run, would have succeeded.
     if (fgRegistry->fLinker != nullptr) fgRegistry->fLinker->fStatus = 1;
-    fConverter = known->factory();
+    if (known->secondFactory == nullptr) {
+      fConverter = known->factory();
+    } else {
+      fgRegistry->fStatus = -1301;  // what the direct look-up would have left
+      TEncodingConverter* first = known->factory();
+      TEncodingConverter* second = first != nullptr ? known->secondFactory() : nullptr;
+      if (!MakeTwoStage(first, second)) return;
+    }
   } else {
     fFromName = normalizedEncodingName(from);
     fToName = normalizedEncodingName(to);
@@ -139,7 +148,7 @@ EncodingConverter::EncodingConverter(const char* from, const char* to)
     NLS_ConverterFactory factory = nullptr;
     fConverter = fgRegistry->CreateEncodingConverter(fFromName, fToName, &factory);
     if (fConverter != nullptr && from != nullptr && to != nullptr)
-      RememberPair(fgRegistry, from, to, fFromName, fToName, factory);
+      RememberPair(fgRegistry, from, to, fFromName, fToName, factory, nullptr);
   }
   if (fConverter == nullptr) {
     TEncodingEntry* firstEntry = fgRegistry->FindEncoding(fFromName, kPivot);
@@ -149,29 +158,43 @@ EncodingConverter::EncodingConverter(const char* from, const char* to)
       nls::AssertLine(90, nls::unit::kEnconv);
       return;
     }
-    TEncodingConverter* first = fgRegistry->CreateEncodingConverter(firstEntry);
-    if (first == nullptr) {
-      nls::AssertLine(79, nls::unit::kEnconv);
-      fStatus = -1007;
-      return;
-    }
-    TEncodingConverter* second = fgRegistry->CreateEncodingConverter(secondEntry);
-    if (second == nullptr) {
-      first->ReleaseEncodingConverter();
-      nls::AssertLine(81, nls::unit::kEnconv);
-      fStatus = -1008;
-      return;
-    }
-    fConverter = new (std::nothrow) TTwoStageConverter(fFromName, fToName, first, second);
-    if (fConverter == nullptr) {
-      first->ReleaseEncodingConverter();
-      second->ReleaseEncodingConverter();
-      nls::AssertLine(83, nls::unit::kEnconv);
-      fStatus = -1301;
-      return;
-    }
+    NLS_ConverterFactory firstFactory = nullptr, secondFactory = nullptr;
+    TEncodingConverter* first = fgRegistry->CreateEncodingConverter(firstEntry, &firstFactory);
+    TEncodingConverter* second =
+        first != nullptr ? fgRegistry->CreateEncodingConverter(secondEntry, &secondFactory)
+                         : nullptr;
+    if (!MakeTwoStage(first, second)) return;
+    if (from != nullptr && to != nullptr)
+      RememberPair(fgRegistry, from, to, fFromName, fToName, firstFactory, secondFactory);
   }
   fStatus = fConverter->GetStatus();
+}
+
+// Takes both stages (either may be null: its creation failed) and makes the
+// two-stage converter of them; false, with the status and the diagnostic
+// line of the failure, when that is not possible.
+bool EncodingConverter::MakeTwoStage(TEncodingConverter* first, TEncodingConverter* second) {
+  if (first == nullptr) {
+    if (second != nullptr) second->ReleaseEncodingConverter();
+    nls::AssertLine(79, nls::unit::kEnconv);
+    fStatus = -1007;
+    return false;
+  }
+  if (second == nullptr) {
+    first->ReleaseEncodingConverter();
+    nls::AssertLine(81, nls::unit::kEnconv);
+    fStatus = -1008;
+    return false;
+  }
+  fConverter = new (std::nothrow) TTwoStageConverter(fFromName, fToName, first, second);
+  if (fConverter == nullptr) {
+    first->ReleaseEncodingConverter();
+    second->ReleaseEncodingConverter();
+    nls::AssertLine(83, nls::unit::kEnconv);
+    fStatus = -1301;
+    return false;
+  }
+  return true;
 }
 
 EncodingConverter::~EncodingConverter() {

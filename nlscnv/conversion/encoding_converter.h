@@ -56,6 +56,7 @@ class NLS_EXPORT EncodingConverter {
  private:
   // Initialises the library (no mutex, no directory) when no registry exists.
   static void EnsureRegistry();
+  bool MakeTwoStage(TEncodingConverter* first, TEncodingConverter* second);
 
   int32_t fStatus;
   const char* fFromName;

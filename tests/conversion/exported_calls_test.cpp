@@ -80,7 +80,7 @@ TEST_F(ExportedCalls, NewEncodingConverterStatuses) {
   EXPECT_EQ(NLS_ConvertStreamBuffer(h, in.data(), 4, out, 16, &n), 1);
   EXPECT_EQ(Bytes(out, out + n), B("caf\xC3\xA9"));
   NLS_DeleteEncodingConverter(h);
-  EXPECT_EQ(NLS_EncodingConverterExists("latin1", "UTF-8"), 1);
+  EXPECT_EQ(NLS_EncodingConverterExists("ISO-8859-1", "UTF-8"), 1);
   EXPECT_EQ(NLS_EncodingConverterExists("latin1", "klingon"), 0);
   EXPECT_EQ(NLS_EncodingConverterExists("*", "ISO-10646-UCS-2"), 1);
 }
@@ -90,12 +90,12 @@ TEST_F(ExportedCalls, ConvertBufferArgumentChecks) {
   Bytes in = B("a");
   unsigned n = 5;
   StderrCapture err;
-  EXPECT_EQ(NLS_ConvertBuffer("latin1", "UTF-8", in.data(), 1, buf, 0, &n), -1009);
+  EXPECT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 1, buf, 0, &n), -1009);
   EXPECT_EQ(n, 0u);
   EXPECT_EQ(NLS_ConvertBuffer(nullptr, "UTF-8", in.data(), 1, buf, 8, &n), -1009);
-  EXPECT_EQ(NLS_ConvertBuffer("latin1", "UTF-8", nullptr, 1, buf, 8, &n), -1009);
-  EXPECT_EQ(NLS_ConvertBuffer("latin1", "UTF-8", in.data(), 1, nullptr, 8, &n), -1009);
-  EXPECT_EQ(NLS_ConvertBuffer("latin1", "UTF-8", in.data(), 1, buf, 8, nullptr), -1009);
+  EXPECT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", nullptr, 1, buf, 8, &n), -1009);
+  EXPECT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 1, nullptr, 8, &n), -1009);
+  EXPECT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 1, buf, 8, nullptr), -1009);
   EXPECT_EQ(err.Text(), AssertText(85, "nlsenc") + AssertText(85, "nlsenc") +
                             AssertText(85, "nlsenc") + AssertText(85, "nlsenc") +
                             AssertText(85, "nlsenc"));
@@ -192,6 +192,39 @@ TEST_F(ExportedCalls, RepeatedCreationFollowsRegistryChanges) {
   EXPECT_EQ(Bytes(out, out + n), nls_test::Ucs2({'U', 'r', 'y', 'y', 'b'}));
 }
 
+// The same for a pair converted in two stages: a stage registered later is
+// used by the next creation, and a direct conversion registered later for
+// the pair replaces both stages.
+TEST_F(ExportedCalls, RepeatedTwoStageCreationFollowsRegistryChanges) {
+  const Bytes in = B("Uryyb");
+  unsigned char out[16];
+  unsigned n = 0;
+  for (int i = 0; i < 3; ++i) {
+    StderrCapture quiet;
+    ASSERT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 5, out, 16, &n), 1);
+    EXPECT_EQ(Bytes(out, out + n), in);
+    EXPECT_EQ(quiet.Text(), "");
+  }
+  NLS_ConverterHandle h = nullptr;
+  ASSERT_EQ(NLS_NewEncodingConverter("ISO-8859-1", "UTF-8", &h), 1);
+  NLS_DeleteEncodingConverter(h);
+
+  static const NLS_StaticConverterEntry firstStage[] = {
+      {"ISO-8859-1", "ISO-10646-UCS-2", "NewRot13", NewRot13},
+      {nullptr, nullptr, nullptr, nullptr}};
+  ASSERT_EQ(NLS_RegisterStaticLibrary(firstStage), 1);
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 5, out, 16, &n), 1);
+    EXPECT_EQ(Bytes(out, out + n), B("Hello"));
+  }
+
+  static const NLS_StaticConverterEntry direct[] = {{"ISO-8859-1", "UTF-8", "NewRot13", NewRot13},
+                                                    {nullptr, nullptr, nullptr, nullptr}};
+  ASSERT_EQ(NLS_RegisterStaticLibrary(direct), 1);
+  ASSERT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 5, out, 16, &n), 1);
+  EXPECT_EQ(Bytes(out, out + n), nls_test::Ucs2({'H', 'e', 'l', 'l', 'o'}));  // no second stage
+}
+
 TEST(Lifetime, InitialisesItselfFromTheEnvironment) {
   NLS_EncTerminate();
   EXPECT_EQ(NLS_EncTerminate(), 1);  // terminating twice is harmless
@@ -199,7 +232,7 @@ TEST(Lifetime, InitialisesItselfFromTheEnvironment) {
   Bytes in = B("ok");
   unsigned char out[8];
   unsigned n = 0;
-  EXPECT_EQ(NLS_ConvertBuffer("latin1", "UTF-8", in.data(), 2, out, 8, &n), 1);
+  EXPECT_EQ(NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), 2, out, 8, &n), 1);
   EXPECT_EQ(Bytes(out, out + n), in);
   unsetenv("QV_NLS_DATADIRECTORY");
   EXPECT_EQ(NLS_EncTerminate(), 1);
