@@ -67,6 +67,14 @@ void NarrowAvx2(unsigned char* dst, const unsigned char* src, unsigned n) {
     _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + i),
                         _mm256_permute4x64_epi64(_mm256_packus_epi16(a, b), 0xD8));
   }
+  for (; n - i >= 16; i += 16) {
+    const __m128i a = _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i)),
+                                    _mm256_castsi256_si128(low));
+    const __m128i b =
+        _mm_and_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i + 16)),
+                      _mm256_castsi256_si128(low));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i), _mm_packus_epi16(a, b));
+  }
   for (; i < n; ++i) dst[i] = static_cast<unsigned char>(LoadUnit16(src + 2 * i));
 }
 
