@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "nlscnv/support/simd.h"
 #include "nlscnv/support/unaligned.h"
 
 #if defined(__SSE2__)
@@ -113,6 +114,27 @@ unsigned int EncodeBlocks(unsigned char* dst, unsigned int room, const unsigned 
 
 }  // namespace base64_detail
 
+// Calls with less room than this many units or bytes beyond what they convert
+// do not take the room-free loops for part of their input.
+constexpr unsigned int kAmpleMinimum = 64;
+
+struct Base64DecoderState;
+struct Base64EncoderState;
+
+#if defined(NLS_HAVE_AVX2)
+// The room-free loops of base64_ample.h built for AVX2 (base64_runs_avx2.cpp).
+namespace base64_avx2 {
+void EncodeUtf7(Base64EncoderState& s, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop, bool last);
+void EncodeImap(Base64EncoderState& s, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop, bool last);
+void DecodeUtf7(Base64DecoderState& s, unsigned int* count, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop);
+void DecodeImap(Base64DecoderState& s, unsigned int* count, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop);
+}  // namespace base64_avx2
+#endif
+
 struct Base64DecoderState {
   uint32_t bits = 0;       // pending bits of the open run, right-aligned
   uint8_t count = 0;       // number of pending bits (below 16)
@@ -154,6 +176,15 @@ int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int
   };
   while (in < srcLen) {
     if (kRuns) {
+      // Each byte yields at most one unit: with room for a unit per byte and
+      // the terminator the call cannot stop early, and Traits::DecodeAmple
+      // converts the rest (or, with less room, as much as the room covers).
+      const unsigned int room = (dstSize - out) / 2;
+      if (room > srcLen - in) {
+        Traits::DecodeAmple(s, &count, dst, &out, src, &in, srcLen);
+        break;
+      }
+      if (room > kAmpleMinimum) Traits::DecodeAmple(s, &count, dst, &out, src, &in, in + room - 1);
       if (s.shifted) {
         // Digits: whole units go out while the output has room for them.
         uint32_t bits = s.bits;
@@ -354,6 +385,17 @@ int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* d
   }
   while (in < end) {
     if (kRuns) {
+      // No unit writes more than 8 bytes, nor the end of the input more than
+      // 16: with that much room the call cannot stop early, and
+      // Traits::EncodeAmple converts the rest (or, with less room, as many
+      // units as the room covers, the last unit excepted).
+      const unsigned int room = (dstSize - out) / 8;
+      if (room > (end - in) / 2 + 1) {
+        Traits::EncodeAmple(s, dst, &out, src, &in, end, true);
+        break;
+      }
+      if (room > kAmpleMinimum + 1)
+        Traits::EncodeAmple(s, dst, &out, src, &in, in + 2 * (room - 2), false);
       if (s.shifted) {
         const char* const alphabet = Traits::Alphabet();
         uint32_t bits = s.bits;
