@@ -69,18 +69,6 @@ struct Table {
   static constexpr Classes<kImap> k{};
 };
 
-// Printable 7-bit characters that do not stand for themselves.
-template <bool kImap>
-struct Excluded;
-template <>
-struct Excluded<false> {
-  static constexpr unsigned char c[3] = {'+', '\\', '~'};
-};
-template <>
-struct Excluded<true> {
-  static constexpr unsigned char c[3] = {'&', '&', '&'};
-};
-
 // Portable: no vector steps.
 struct Scalar {
   static constexpr unsigned kUnits = 0;  // units narrowed per step
@@ -98,28 +86,32 @@ struct Scalar {
 
 #if defined(NLS_HAVE_SSE2) || defined(NLS_BASE64_AVX2)
 struct Sse2 {
-  static constexpr unsigned kUnits = 8;
+  static constexpr unsigned kUnits = 16;
   static constexpr unsigned kBytes = 16;
   static constexpr bool kRunBlocks = false;
 
-  // Narrows 8 units to 8 bytes at d (all 8 are written) and returns how many
-  // leading units are printable characters that stand for themselves.
+  // Narrows 16 units to 16 bytes at d (all 16 are written) and returns how
+  // many leading units are printable characters that stand for themselves.
   template <bool kImap>
   static unsigned NarrowPrintable(const unsigned char* s, unsigned char* d) {
-    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
-    // Units from 0x20 to 0x7E are those with v - 0x20 below 0x5F, unsigned.
-    const __m128i t = _mm_sub_epi16(v, _mm_set1_epi16(0x20));
-    const __m128i biased = _mm_xor_si128(t, _mm_set1_epi16(-0x8000));
-    __m128i bad = _mm_cmpgt_epi16(biased, _mm_set1_epi16(-0x8000 + 0x5E));
-    const unsigned char(&x)[3] = Excluded<kImap>::c;
-    bad = _mm_or_si128(bad, _mm_cmpeq_epi16(v, _mm_set1_epi16(x[0])));
-    if (x[1] != x[0]) {
-      bad = _mm_or_si128(bad, _mm_cmpeq_epi16(v, _mm_set1_epi16(x[1])));
-      bad = _mm_or_si128(bad, _mm_cmpeq_epi16(v, _mm_set1_epi16(x[2])));
+    const __m128i v0 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i v1 = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s + 16));
+    // Saturation turns units above 0xFF into 0xFF and units from 0x8000 into
+    // 0: neither is printable, so the bytes classify the units.
+    const __m128i b = _mm_packus_epi16(v0, v1);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(d), b);
+    // Below 0x20 or above 0x7F, as signed bytes: below 0x20.
+    __m128i bad = _mm_cmpgt_epi8(_mm_set1_epi8(0x20), b);
+    if (kImap) {
+      bad = _mm_or_si128(bad, _mm_cmpeq_epi8(b, _mm_set1_epi8(0x7F)));
+      bad = _mm_or_si128(bad, _mm_cmpeq_epi8(b, _mm_set1_epi8('&')));
+    } else {
+      bad = _mm_or_si128(bad, _mm_cmpgt_epi8(b, _mm_set1_epi8(0x7D)));  // "~" and 0x7F
+      bad = _mm_or_si128(bad, _mm_cmpeq_epi8(b, _mm_set1_epi8('+')));
+      bad = _mm_or_si128(bad, _mm_cmpeq_epi8(b, _mm_set1_epi8('\\')));
     }
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(d), _mm_packus_epi16(v, v));
-    const unsigned m = static_cast<unsigned>(_mm_movemask_epi8(bad));
-    return m == 0 ? 8 : static_cast<unsigned>(__builtin_ctz(m)) / 2;
+    return static_cast<unsigned>(
+        __builtin_ctz(static_cast<unsigned>(_mm_movemask_epi8(bad)) | 0x10000u));
   }
 
   // Widens the leading bytes of 16 that are below 0x80 and not `shift`, and
@@ -227,18 +219,31 @@ void Encode(nls::Base64EncoderState& s, unsigned char* dst, unsigned int* pout,
         in += 2;
         continue;
       }
-      dst[out++] = kShift;
+      dst[out] = kShift;
       in += 2;
       if (r == kShift) {  // the escape of the shift character
-        dst[out++] = '-';
+        dst[out + 1] = '-';
+        out += 2;
         continue;
       }
+      dst[out + 1] = static_cast<unsigned char>(c.alphabet[r >> 10]);
+      dst[out + 2] = static_cast<unsigned char>(c.alphabet[(r >> 4) & 0x3F]);
+      out += 3;
+      if (in < stop) {
+        // A run of one unit, closed by the character after it.
+        const uint32_t next = nls::LoadUnit16(src + in);
+        if ((next >> 7) == 0 && !c.extends[next]) {
+          dst[out] = static_cast<unsigned char>(c.alphabet[(r & 0xF) << 2]);
+          // "-" goes out only where the next character calls for it; the
+          // byte is written in any case and the next character's own byte
+          // overwrites it otherwise.
+          dst[out + 1] = '-';
+          out += 1 + c.dash[next];
+          continue;
+        }
+      }
       shifted = true;
-      bits = r;
-      count = 16;
-      dst[out++] = static_cast<unsigned char>(c.alphabet[bits >> 10]);
-      dst[out++] = static_cast<unsigned char>(c.alphabet[(bits >> 4) & 0x3F]);
-      bits &= 0xF;
+      bits = r & 0xF;
       count = 4;
     }
     // In a run: whole blocks first where the vector level has them.
@@ -321,6 +326,22 @@ void Decode(nls::Base64DecoderState& s, unsigned int* pcount, unsigned char* dst
         out += 2;
         s.malformed = true;
         continue;
+      }
+      if (stop - in >= 4) {
+        // A run of one unit: three digits and a byte that is not one.
+        const int d0 = c.digit[src[in]];
+        const int d1 = c.digit[src[in + 1]];
+        const int d2 = c.digit[src[in + 2]];
+        const unsigned char e = src[in + 3];
+        if ((d0 | d1 | d2) >= 0 && c.digit[e] < 0) {
+          nls::StoreUnit16(dst + out, static_cast<uint16_t>((d0 << 10) | (d1 << 4) | (d2 >> 2)));
+          out += 2;
+          in += 3 + (e == '-' || (kImap && e == '&'));
+          s.malformed |= (d2 & 3) != 0;
+          s.fresh = false;
+          s.produced = true;
+          continue;
+        }
       }
       s.shifted = true;
       s.fresh = true;
