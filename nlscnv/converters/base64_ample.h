@@ -213,7 +213,9 @@ struct Avx2 : Sse2 {
 // `last` set, stop is the end of the input and an open run is closed there
 // as the end of the input closes it; otherwise the run stays open in s.
 // Every unit writes at least one byte, which is what makes the whole narrowed
-// vector safe to store: its later bytes are overwritten by the units after.
+// vector (and the "-" written ahead after a one-unit run) safe to store: the
+// bytes beyond are overwritten by units that lie before stop, so a call that
+// stops later in the step algorithm leaves none of them behind.
 template <bool kImap, class V>
 void Encode(nls::Base64EncoderState& s, unsigned char* dst, unsigned int* pout,
             const unsigned char* src, unsigned int* pin, unsigned int stop, bool last) {
@@ -274,6 +276,23 @@ void Encode(nls::Base64EncoderState& s, unsigned char* dst, unsigned int* pout,
       }
     }
     while (in < stop) {
+      if (!V::kRunBlocks && stop - in >= 6) {
+        // Three units above 0x7F: 48 bits, 8 digits, the same number of
+        // bits left over.
+        const uint64_t r0 = nls::LoadUnit16(src + in);
+        const uint64_t r1 = nls::LoadUnit16(src + in + 2);
+        const uint64_t r2 = nls::LoadUnit16(src + in + 4);
+        if (r0 >= 0x80 && r1 >= 0x80 && r2 >= 0x80) {
+          const uint64_t all = ((uint64_t{bits} << 48) | (r0 << 32) | (r1 << 16) | r2)
+                               << (16 - count);
+          for (unsigned int k = 0; k < 8; ++k)
+            dst[out + k] = static_cast<unsigned char>(c.alphabet[(all >> (58 - 6 * k)) & 0x3F]);
+          bits = static_cast<uint32_t>(r2) & ((1u << count) - 1);
+          out += 8;
+          in += 6;
+          continue;
+        }
+      }
       const uint32_t r = nls::LoadUnit16(src + in);
       if (r < 0x80 && !c.extends[r]) break;
       bits = (bits << 16) | r;
@@ -369,6 +388,24 @@ void Decode(nls::Base64DecoderState& s, unsigned int* pcount, unsigned char* dst
       count = 0;
     }
     const unsigned int start = in;
+    while (stop - in >= 8) {
+      // Eight digits: 48 bits, three units, the same number of bits left.
+      const unsigned char* p = src + in;
+      const int d0 = c.digit[p[0]], d1 = c.digit[p[1]], d2 = c.digit[p[2]], d3 = c.digit[p[3]];
+      const int d4 = c.digit[p[4]], d5 = c.digit[p[5]], d6 = c.digit[p[6]], d7 = c.digit[p[7]];
+      if ((d0 | d1 | d2 | d3 | d4 | d5 | d6 | d7) < 0) break;
+      const uint64_t all = (uint64_t{bits} << 48) |
+                           (uint64_t((d0 << 18) | (d1 << 12) | (d2 << 6) | d3) << 24) |
+                           static_cast<uint64_t>((d4 << 18) | (d5 << 12) | (d6 << 6) | d7);
+      const uint64_t units = all >> count;
+      nls::StoreUnit16(dst + out, static_cast<uint16_t>(units >> 32));
+      nls::StoreUnit16(dst + out + 2, static_cast<uint16_t>(units >> 16));
+      nls::StoreUnit16(dst + out + 4, static_cast<uint16_t>(units));
+      bits = static_cast<uint32_t>(all) & ((1u << count) - 1);
+      s.produced = true;
+      out += 6;
+      in += 8;
+    }
     while (in < stop) {
       const int d = c.digit[src[in]];
       if (d < 0) break;

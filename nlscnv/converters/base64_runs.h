@@ -155,9 +155,10 @@ struct Base64DecoderState {
 // by the call that reaches the end of the input. The result is 2 whenever
 // fewer than 2 bytes remain for the terminator.
 //
-// With kRuns set, digits inside a run and characters outside one are taken in
-// tight loops that stop wherever the step below could do anything else; the
-// result is the same byte for byte.
+// With kRuns set, input whose output the room certainly holds goes through
+// Traits::DecodeAmple (base64_ample.h); otherwise digits inside a run and
+// characters outside one are taken in tight loops that stop wherever the step
+// below could do anything else. The result is the same byte for byte.
 template <class Traits, bool kRuns = true>
 int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int* dstLen,
                      unsigned int dstSize, const unsigned char* src, unsigned int srcLen,
@@ -357,10 +358,12 @@ inline void PutDigits(Base64EncoderState& s, bool pad, const char* alphabet, Bas
 // read. fullStatus is the result when the output stops the call with a byte
 // left for the terminator; without that byte the result is 2.
 //
-// With kRuns set, units that extend an open run (Traits::ExtendsRun, never
-// the last unit) and characters that stand for themselves outside a run are
-// taken in tight loops that stop wherever Step could do anything else; the
-// result is the same byte for byte. Traits::kAlphabet holds the digits.
+// With kRuns set, units whose output the room certainly holds go through
+// Traits::EncodeAmple (base64_ample.h); otherwise units that extend an open
+// run (Traits::ExtendsRun, never the last unit) and characters that stand for
+// themselves outside a run are taken in tight loops that stop wherever Step
+// could do anything else. The result is the same byte for byte.
+// Traits::Alphabet() gives the digits.
 template <class Traits, bool kRuns = true>
 int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* dst,
                      unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
