@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "nlscnv/support/simd.h"
 #include "nlscnv/support/unaligned.h"
 
 #if defined(__SSE2__)
@@ -113,6 +114,27 @@ unsigned int EncodeBlocks(unsigned char* dst, unsigned int room, const unsigned 
 
 }  // namespace base64_detail
 
+// Calls with less room than this many units or bytes beyond what they convert
+// do not take the room-free loops for part of their input.
+constexpr unsigned int kAmpleMinimum = 64;
+
+struct Base64DecoderState;
+struct Base64EncoderState;
+
+#if defined(NLS_HAVE_AVX2)
+// The room-free loops of base64_ample.h built for AVX2 (base64_runs_avx2.cpp).
+namespace base64_avx2 {
+void EncodeUtf7(Base64EncoderState& s, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop, bool last);
+void EncodeImap(Base64EncoderState& s, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop, bool last);
+void DecodeUtf7(Base64DecoderState& s, unsigned int* count, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop);
+void DecodeImap(Base64DecoderState& s, unsigned int* count, unsigned char* dst, unsigned int* out,
+                const unsigned char* src, unsigned int* in, unsigned int stop);
+}  // namespace base64_avx2
+#endif
+
 struct Base64DecoderState {
   uint32_t bits = 0;       // pending bits of the open run, right-aligned
   uint8_t count = 0;       // number of pending bits (below 16)
@@ -133,9 +155,10 @@ struct Base64DecoderState {
 // by the call that reaches the end of the input. The result is 2 whenever
 // fewer than 2 bytes remain for the terminator.
 //
-// With kRuns set, digits inside a run and characters outside one are taken in
-// tight loops that stop wherever the step below could do anything else; the
-// result is the same byte for byte.
+// With kRuns set, input whose output the room certainly holds goes through
+// Traits::DecodeAmple (base64_ample.h); otherwise digits inside a run and
+// characters outside one are taken in tight loops that stop wherever the step
+// below could do anything else. The result is the same byte for byte.
 template <class Traits, bool kRuns = true>
 int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int* dstLen,
                      unsigned int dstSize, const unsigned char* src, unsigned int srcLen,
@@ -154,6 +177,15 @@ int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int
   };
   while (in < srcLen) {
     if (kRuns) {
+      // Each byte yields at most one unit: with room for a unit per byte and
+      // the terminator the call cannot stop early, and Traits::DecodeAmple
+      // converts the rest (or, with less room, as much as the room covers).
+      const unsigned int room = (dstSize - out) / 2;
+      if (room > srcLen - in) {
+        Traits::DecodeAmple(s, &count, dst, &out, src, &in, srcLen);
+        break;
+      }
+      if (room > kAmpleMinimum) Traits::DecodeAmple(s, &count, dst, &out, src, &in, in + room - 1);
       if (s.shifted) {
         // Digits: whole units go out while the output has room for them.
         uint32_t bits = s.bits;
@@ -326,10 +358,12 @@ inline void PutDigits(Base64EncoderState& s, bool pad, const char* alphabet, Bas
 // read. fullStatus is the result when the output stops the call with a byte
 // left for the terminator; without that byte the result is 2.
 //
-// With kRuns set, units that extend an open run (Traits::ExtendsRun, never
-// the last unit) and characters that stand for themselves outside a run are
-// taken in tight loops that stop wherever Step could do anything else; the
-// result is the same byte for byte. Traits::kAlphabet holds the digits.
+// With kRuns set, units whose output the room certainly holds go through
+// Traits::EncodeAmple (base64_ample.h); otherwise units that extend an open
+// run (Traits::ExtendsRun, never the last unit) and characters that stand for
+// themselves outside a run are taken in tight loops that stop wherever Step
+// could do anything else. The result is the same byte for byte.
+// Traits::Alphabet() gives the digits.
 template <class Traits, bool kRuns = true>
 int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* dst,
                      unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
@@ -354,6 +388,17 @@ int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* d
   }
   while (in < end) {
     if (kRuns) {
+      // No unit writes more than 8 bytes, nor the end of the input more than
+      // 16: with that much room the call cannot stop early, and
+      // Traits::EncodeAmple converts the rest (or, with less room, as many
+      // units as the room covers, the last unit excepted).
+      const unsigned int room = (dstSize - out) / 8;
+      if (room > (end - in) / 2 + 1) {
+        Traits::EncodeAmple(s, dst, &out, src, &in, end, true);
+        break;
+      }
+      if (room > kAmpleMinimum + 1)
+        Traits::EncodeAmple(s, dst, &out, src, &in, in + 2 * (room - 2), false);
       if (s.shifted) {
         const char* const alphabet = Traits::Alphabet();
         uint32_t bits = s.bits;

@@ -1,5 +1,7 @@
 #include "nlscnv/converters/modified_utf7_converters.h"
 
+#include "nlscnv/converters/base64_ample.h"
+
 // Character classes shared by both directions, filled once by the first
 // converter constructed.
 static const char* modifiedBase64;
@@ -39,6 +41,16 @@ struct ModifiedUtf7 {
   static constexpr unsigned char kPlainExceptions[3] = {'&', '&', '&'};
   static bool ExtendsRun(uint32_t r) { return r != '&' && (r > 0x7E || requiresShift[r]); }
   static const char* Alphabet() { return modifiedBase64; }
+  static void EncodeAmple(nls::Base64EncoderState& s, unsigned char* dst, unsigned int* out,
+                          const unsigned char* src, unsigned int* in, unsigned int stop,
+                          bool last) {
+    base64_ample::EncodeAtLevel<true>(s, dst, out, src, in, stop, last);
+  }
+  static void DecodeAmple(nls::Base64DecoderState& s, unsigned int* count, unsigned char* dst,
+                          unsigned int* out, const unsigned char* src, unsigned int* in,
+                          unsigned int stop) {
+    base64_ample::DecodeAtLevel<true>(s, count, dst, out, src, in, stop);
+  }
 
   // Writes that are not the last of a piece keep a byte for the terminator:
   // "&-" asks for 3 bytes of room and "-&-" for 4.

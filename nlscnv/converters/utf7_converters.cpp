@@ -2,6 +2,8 @@
 
 #include <initializer_list>
 
+#include "nlscnv/converters/base64_ample.h"
+
 // Character classes shared by both directions, filled once by the first
 // converter constructed.
 static const char* base64;
@@ -51,6 +53,16 @@ struct Utf7 {
   static constexpr unsigned char kPlainExceptions[3] = {'+', '\\', '~'};
   static bool ExtendsRun(uint32_t r) { return r > 0x7F || mustshiftopt[r]; }
   static const char* Alphabet() { return base64; }
+  static void EncodeAmple(nls::Base64EncoderState& s, unsigned char* dst, unsigned int* out,
+                          const unsigned char* src, unsigned int* in, unsigned int stop,
+                          bool last) {
+    base64_ample::EncodeAtLevel<false>(s, dst, out, src, in, stop, last);
+  }
+  static void DecodeAmple(nls::Base64DecoderState& s, unsigned int* count, unsigned char* dst,
+                          unsigned int* out, const unsigned char* src, unsigned int* in,
+                          unsigned int stop) {
+    base64_ample::DecodeAtLevel<false>(s, count, dst, out, src, in, stop);
+  }
 
   static void Step(nls::Base64EncoderState& s, uint32_t r, bool ended, nls::Base64Piece& piece) {
     const bool encode = !ended && (r > 0x7F || mustshiftopt[r]);
