@@ -13,6 +13,7 @@
 
 #include "nlscnv/framework/mapping_tables.h"
 #include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/framework/table_encoding_fast.h"
 #include "nlscnv/framework/table_fastpath.h"
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/support/unaligned.h"
@@ -250,6 +251,9 @@ int TableFromUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* d
   DirectLookup lookup{set, {}};
   if (PrepareDirect(set, count, false, &lookup))
     return SingleByteFromUnicode(count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  const int fast =
+      TableFromUnicodeFast(set, count, lookup.direct, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  if (fast != kNoEncodeMap) return fast;
   return FromUnicodeLoop(set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
 }
 
