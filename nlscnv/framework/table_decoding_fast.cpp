@@ -150,13 +150,16 @@ bool FillPlan(const PlanKey& key, DecodePlan* plan) {
     if (rowData == nullptr) return false;
   }
   plan->singleByte = true;
-  plan->asciiIdentity = true;
+  unsigned identity = 1;
+  while (identity < 256 && plan->lead[identity] == (kLeadSingle << 16 | identity)) ++identity;
+  plan->identityGroups = static_cast<uint8_t>(identity / 16);
   for (unsigned b = 0; b < 256; ++b) {
     const uint32_t entry = plan->lead[b];
     const uint32_t kind = entry >> 16;
     plan->bytes[b] = static_cast<uint16_t>(entry);
+    plan->groupLow[b >> 4][b & 15] = static_cast<uint8_t>(entry);
+    plan->groupHigh[b >> 4][b & 15] = static_cast<uint8_t>(entry >> 8);
     if (kind != kLeadSingle && kind != kLeadStop) plan->singleByte = false;
-    if (b >= 1 && b < 0x80 && entry != (kLeadSingle << 16 | b)) plan->asciiIdentity = false;
     if (kind != kLeadPair) continue;
     const uint32_t row = entry & 0xFFFF;
     const uint32_t s = rowSlot[row];
@@ -222,7 +225,7 @@ unsigned DecodeSingleBytesSse2(const DecodePlan& plan, unsigned char* dst, const
                                unsigned n) {
   const uint16_t* map = plan.bytes;
   const __m128i zero = _mm_setzero_si128();
-  const bool ascii = plan.asciiIdentity;
+  const bool ascii = plan.identityGroups >= 8;
   unsigned i = 0;
   for (; n - i >= 16; i += 16) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i));

@@ -39,10 +39,16 @@ struct DecodePlan {
   uint32_t lead[256];
   // The character of every byte for single-byte plans (entry 0 unused).
   uint16_t bytes[256];
+  // The same split into low and high bytes, 16 bytes of each per group of
+  // 16 byte values (the high nibble), for byte shuffles.
+  uint8_t groupLow[16][16];
+  uint8_t groupHigh[16][16];
+  // Bytes 0x01 to 16 * identityGroups - 1 map to themselves (at least the
+  // control characters 0x01-0x1F do, so this is 2 or more).
+  uint8_t identityGroups;
   // 256 entries per pair row.
   const uint16_t* rows;
-  bool singleByte;     // every first byte is single or stop
-  bool asciiIdentity;  // bytes 0x01-0x7F are single and map to themselves
+  bool singleByte;  // every first byte is single or stop
 };
 
 // The plan of the first `count` slots of `set`, whose direct arrays are
