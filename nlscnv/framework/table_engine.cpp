@@ -5,7 +5,9 @@
 //
 // Both directions are written once over a lookup policy: the reference form
 // searches the cells, the fast form reads the direct arrays of
-// table_fastpath.h. When every slot is single-byte, dedicated loops do the
+// table_fastpath.h. To UCS-2, the fast form runs on the set's decoding plan
+// (table_decoding_fast.h) and takes the general step only where the plan
+// does not decide. When every slot is single-byte, dedicated loops do the
 // same work without the scan and generate steps.
 #include "nlscnv/framework/table_engine.h"
 

@@ -44,7 +44,16 @@ TEST_P(PlannedSynthetic, SameAsReferenceEngine) {
                                    static_cast<unsigned>(GetParam().name.size()));
 }
 
-INSTANTIATE_TEST_SUITE_P(Sets, PlannedSynthetic, ::testing::ValuesIn(synth::AllSets()),
+// The set with an unknown cell format gets no plan (see below); the general
+// loop it runs on is compared with the reference in fastpath_test.cpp.
+std::vector<synth::NamedSet> PlannedSets() {
+  std::vector<synth::NamedSet> sets;
+  for (const synth::NamedSet& s : synth::AllSets())
+    if (s.name != "Unknown") sets.push_back(s);
+  return sets;
+}
+
+INSTANTIATE_TEST_SUITE_P(Sets, PlannedSynthetic, ::testing::ValuesIn(PlannedSets()),
                          [](const auto& info) { return info.param.name; });
 
 // Shift tables no built-in id selects: class-2 cells with lengths that
