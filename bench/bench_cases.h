@@ -46,6 +46,11 @@ inline const Encoding kEucJp{"eucjp", "EUC-JP", "EUC-JP", "EUC-JP", 1, IcuSpecia
 inline const Encoding kGb2312{"gb2312", "GB2312", "GB2312", "GB2312", 1, IcuSpecial::kNone};
 inline const Encoding kBig5{"big5", "Big5", "Big5", "BIG5", 1, IcuSpecial::kNone};
 inline const Encoding kEucKr{"euckr", "EUC-KR", "EUC-KR", "EUC-KR", 1, IcuSpecial::kNone};
+inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP1251",
+                              1,        IcuSpecial::kNone};
+inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP1252",
+                              1,        IcuSpecial::kNone};
+inline const Encoding kKoi8r{"koi8r", "KOI8-R", "KOI8-R", "KOI8-R", 1, IcuSpecial::kNone};
 
 struct Case {
   std::string corpus;  // text name: english, french, japanese, ...
@@ -73,6 +78,7 @@ inline std::vector<Case> AllCases() {
       {"japanese", &kEscaped},  {"english", &kLatin1},    {"french", &kLatin1},
       {"macroman", &kMacRoman}, {"japanese", &kShiftJis}, {"japanese", &kEucJp},
       {"chinese", &kGb2312},    {"traditional", &kBig5},  {"korean", &kEucKr},
+      {"russian", &kCp1251},    {"russian", &kKoi8r},     {"french", &kCp1252},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

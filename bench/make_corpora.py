@@ -10,7 +10,8 @@ encodings the benchmarks read:
 
 Texts: english (ASCII), french (Latin-1 repertoire), japanese, macroman (uses
 the characters that Mac OS Roman has and Latin-1 lacks), chinese (simplified),
-traditional (traditional Chinese), korean. Python stdlib only.
+traditional (traditional Chinese), korean, russian (Cyrillic). Python stdlib
+only.
 """
 
 import os
@@ -82,6 +83,18 @@ TRADITIONAL = (
     "因為 所以 但是 如果 已經 還是 可以 應該 沒有 知道 覺得 認為 發展 國家 "
     "人民 世界 生活 城市 電腦 軟體 程式 資料 網路 系統 檔案 使用者 漢字 編碼 "
     "的 了 在 是 和 有 不 這 也 就 都 而 及 與 著"
+).split()
+
+RUSSIAN = (
+    "и в не на я быть он с что а по это она этот к но они мы как из у который "
+    "то за свой весь год от так о для ты же все тот мочь вы человек такой его "
+    "сказать только или ещё бы себя один когда уже до время если сам другой "
+    "вот говорить наш мой знать стать при чтобы дело жизнь кто первый очень "
+    "два день её новый рука даже во со раз где там под можно ну какой после "
+    "их работа без самый потом надо хотеть ли слово идти большой должен место "
+    "иметь ничто Москва Россия город страна история вопрос система программа "
+    "компьютер данные файл пользователь кодировка текст буква язык цитата "
+    "Пётр Фёдор ёлка объём подъезд съёмка"
 ).split()
 
 KOREAN = (
@@ -160,12 +173,13 @@ def escaped_unicode(text):
 CORPORA = {
     # name: (seed, words, style, comma, encodings)
     "english": (1, ENGLISH, WESTERN, ",", ["utf8", "latin1"]),
-    "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "utf7", "imap", "eucs"]),
+    "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "cp1252", "utf7", "imap", "eucs"]),
     "japanese": (3, JAPANESE, CJK, "、", ["utf8", "ucs4", "utf7", "imap", "eucs", "sjis", "eucjp"]),
     "macroman": (4, MACROMAN, WESTERN, ",", ["macroman", "utf8"]),
     "chinese": (5, CHINESE, CJK, "，", ["gb2312", "utf8"]),
     "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
     "korean": (7, KOREAN, WESTERN, ",", ["euckr", "utf8"]),
+    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "utf8"]),
 }
 
 ENCODERS = {
@@ -181,6 +195,9 @@ ENCODERS = {
     "gb2312": lambda t: t.encode("gb2312"),
     "big5": lambda t: t.encode("big5"),
     "euckr": lambda t: t.encode("euc_kr"),
+    "cp1251": lambda t: t.encode("cp1251"),
+    "koi8r": lambda t: t.encode("koi8_r"),
+    "cp1252": lambda t: t.encode("cp1252"),
 }
 
 

@@ -5,7 +5,9 @@
 //
 // Both directions are written once over a lookup policy: the reference form
 // searches the cells, the fast form reads the direct arrays of
-// table_fastpath.h. When every slot is single-byte, dedicated loops do the
+// table_fastpath.h. To UCS-2, the fast form runs on the set's decoding plan
+// (table_decoding_fast.h) and takes the general step only where the plan
+// does not decide. When every slot is single-byte, dedicated loops do the
 // same work without the scan and generate steps.
 #include "nlscnv/framework/table_engine.h"
 
@@ -13,6 +15,7 @@
 
 #include "nlscnv/framework/mapping_tables.h"
 #include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/framework/table_decoding_fast.h"
 #include "nlscnv/framework/table_encoding_fast.h"
 #include "nlscnv/framework/table_fastpath.h"
 #include "nlscnv/support/diagnostics.h"
@@ -68,35 +71,63 @@ int FinishFromUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsign
   return *srcUsed == srcLen ? 1 : 2;
 }
 
+// One step of the general loop at src (avail >= 1 bytes, src[0] != 0): the
+// character and the number of bytes it takes.
+template <typename Lookup>
+inline uint16_t ToUnicodeStep(const uTableSet& set, uint32_t count, const Lookup& lookup,
+                              const unsigned char* src, unsigned avail, unsigned* used) {
+  const unsigned char b = src[0];
+  *used = 1;
+  if (b < 0x20) return b;
+  for (uint32_t s = 0; s < count; ++s) {
+    const UnicodeTableSlot& slot = set.slots[s];
+    if (set.tables[s] == nullptr || set.shiftTables[s] == nullptr || b < slot.firstByte ||
+        b > slot.lastByte)
+      continue;
+    uint16_t code;
+    unsigned length;
+    if (!ScanShift(set.shiftTables[s], src, avail, &code, &length)) continue;
+    const uint16_t mapped = lookup(s, code);
+    if (mapped != kUnmapped) {
+      *used = length;
+      return mapped;
+    }
+  }
+  return kUnmapped;
+}
+
 template <typename Lookup>
 int ToUnicodeLoop(const uTableSet& set, uint32_t count, const Lookup& lookup, unsigned char* dst,
                   unsigned* dstLen, unsigned dstSize, const unsigned char* src, unsigned srcLen,
                   unsigned* srcUsed) {
   unsigned in = 0, out = 0;
   while (in < srcLen && src[in] != 0 && dstSize - out > 2) {
-    const unsigned char b = src[in];
-    uint16_t ch = kUnmapped;
-    unsigned used = 1;
-    if (b < 0x20) {
-      ch = b;
-    } else {
-      for (uint32_t s = 0; s < count; ++s) {
-        const UnicodeTableSlot& slot = set.slots[s];
-        if (set.tables[s] == nullptr || set.shiftTables[s] == nullptr || b < slot.firstByte ||
-            b > slot.lastByte)
-          continue;
-        uint16_t code;
-        unsigned length;
-        if (!ScanShift(set.shiftTables[s], src + in, srcLen - in, &code, &length)) continue;
-        const uint16_t mapped = lookup(s, code);
-        if (mapped != kUnmapped) {
-          ch = mapped;
-          used = length;
-          break;
-        }
-      }
-    }
-    StoreUnit16(dst + out, ch);
+    unsigned used;
+    StoreUnit16(dst + out, ToUnicodeStep(set, count, lookup, src + in, srcLen - in, &used));
+    out += 2;
+    in += used;
+  }
+  return FinishToUnicode(dst, out, dstSize, in, srcLen, dstLen, srcUsed);
+}
+
+// Runs of characters that the set's decoding plan decides, with one general
+// step wherever it does not.
+int PlannedToUnicode(const DecodePlan& plan, const uTableSet& set, uint32_t count,
+                     const DirectLookup& lookup, unsigned char* dst, unsigned* dstLen,
+                     unsigned dstSize, const unsigned char* src, unsigned srcLen,
+                     unsigned* srcUsed) {
+  const unsigned capacity = ToUnicodeCapacity(dstSize);
+  if (plan.singleByte) {
+    const unsigned n = DecodeSingleBytes(plan, dst, src, std::min(srcLen, capacity));
+    return FinishToUnicode(dst, 2 * n, dstSize, n, srcLen, dstLen, srcUsed);
+  }
+  const unsigned outLimit = 2 * capacity;
+  unsigned in = 0, out = 0;
+  for (;;) {
+    DecodePlannedRun(plan, dst, outLimit, src, srcLen, &in, &out);
+    if (in >= srcLen || src[in] == 0 || out >= outLimit) break;
+    unsigned used;
+    StoreUnit16(dst + out, ToUnicodeStep(set, count, lookup, src + in, srcLen - in, &used));
     out += 2;
     in += used;
   }
@@ -239,7 +270,10 @@ int TableToUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst
   if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return -1009;
   const uint32_t count = std::min(tableCount, kSlots);
   DirectLookup lookup{set, {}};
-  if (PrepareDirect(set, count, true, &lookup))
+  const bool singleByte = PrepareDirect(set, count, true, &lookup);
+  if (const DecodePlan* plan = DecodePlanFor(set, count, lookup.direct))
+    return PlannedToUnicode(*plan, set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  if (singleByte)
     return SingleByteToUnicode(set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
   return ToUnicodeLoop(set, count, lookup, dst, dstLen, dstSize, src, srcLen, srcUsed);
 }
