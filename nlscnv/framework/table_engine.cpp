@@ -7,8 +7,11 @@
 // searches the cells, the fast form reads the direct arrays of
 // table_fastpath.h. To UCS-2, the fast form runs on the set's decoding plan
 // (table_decoding_fast.h) and takes the general step only where the plan
-// does not decide. When every slot is single-byte, dedicated loops do the
-// same work without the scan and generate steps.
+// does not decide; from UCS-2 to a multi-byte set, it copies the bytes of
+// the set's encoding array (table_encoding_fast.h) and takes the general
+// step for the characters the array leaves to it. When every slot is
+// single-byte, dedicated loops do the same work without the scan and
+// generate steps.
 #include "nlscnv/framework/table_engine.h"
 
 #include <algorithm>
