@@ -8,6 +8,7 @@
 // must agree: status, counts, the output bytes and the bytes after them.
 #include <fuzzer/FuzzedDataProvider.h>
 
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -170,6 +171,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   NLS_EncInitialize(nullptr, NLS_FUZZ_DATA_BASE);
   AddBuiltIns();
   AddLibraries();
+  std::fprintf(stderr, "fast_paths: %zu converters\n", gTargets.size());
   return 0;
 }
 

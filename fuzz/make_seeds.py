@@ -209,6 +209,32 @@ def libraries_seeds():
             write("libraries", "text%d_%d" % (i, selector), seed.data())
 
 
+def fast_paths_seeds():
+    # The harness numbers the built-in directions first (14), then the
+    # table-driven library conversions; the seeds give each text to several
+    # numbers, at every instruction-set level and room style.
+    french = "Voilà l'été: où déjà? Ça coûte 5€ — «très» cher. " * 6
+    japanese = "日本語のテキストと English words、カタカナ。" * 4
+    texts = [
+        french.encode("utf-8"),
+        ucs2(french),
+        ucs2(japanese),
+        japanese.encode("utf-8"),
+        french.encode("utf-7"),
+        japanese.encode("utf-7"),
+        ("A" * 100 + "é" + "B" * 70).encode("latin-1"),
+        japanese.encode("shift_jis"),
+        "한국어 텍스트 and ASCII".encode("euc_kr") * 5,
+        "Кириллица и латиница".encode("cp1251") * 5,
+    ]
+    for i, text in enumerate(texts):
+        for selector in (i, i + 7, 14 + i * 5):
+            seed = (Seed().integer(selector, 80).integer(2, 2).integer(i % 4, 3)
+                    .integer(i % 2, 255).integer(0x9E3779B9 * (i + 1) & 0xFFFFFFFF, 0xFFFFFFFF)
+                    .bytes(text))
+            write("fast_paths", "text%d_%d" % (i, selector), seed.data())
+
+
 if __name__ == "__main__":
     converter_seeds()
     stream_seeds()
@@ -216,3 +242,4 @@ if __name__ == "__main__":
     detection_seeds()
     sequence_seeds()
     libraries_seeds()
+    fast_paths_seeds()
