@@ -45,6 +45,8 @@ inline const Encoding kShiftJis{"sjis",      "Shift_JIS", "Shift_JIS",
 inline const Encoding kEucJp{"eucjp", "EUC-JP", "EUC-JP", "EUC-JP", 1, IcuSpecial::kNone};
 inline const Encoding kGb2312{"gb2312", "GB2312", "GB2312", "GB2312", 1, IcuSpecial::kNone};
 inline const Encoding kBig5{"big5", "Big5", "Big5", "BIG5", 1, IcuSpecial::kNone};
+inline const Encoding kIso2022Jp{"iso2022jp", "ISO-2022-JP",    "ISO-2022-JP", "ISO-2022-JP",
+                                 1,           IcuSpecial::kNone};
 inline const Encoding kEucKr{"euckr", "EUC-KR", "EUC-KR", "EUC-KR", 1, IcuSpecial::kNone};
 inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP1251",
                               1,        IcuSpecial::kNone};
@@ -72,13 +74,14 @@ inline std::vector<Case> AllCases() {
     const Encoding* encoding;
   };
   const Source sources[] = {
-      {"english", &kUtf8},      {"french", &kUtf8},       {"japanese", &kUtf8},
-      {"japanese", &kUcs4},     {"french", &kUtf7},       {"japanese", &kUtf7},
-      {"french", &kImap},       {"japanese", &kImap},     {"french", &kEscaped},
-      {"japanese", &kEscaped},  {"english", &kLatin1},    {"french", &kLatin1},
-      {"macroman", &kMacRoman}, {"japanese", &kShiftJis}, {"japanese", &kEucJp},
-      {"chinese", &kGb2312},    {"traditional", &kBig5},  {"korean", &kEucKr},
-      {"russian", &kCp1251},    {"russian", &kKoi8r},     {"french", &kCp1252},
+      {"english", &kUtf8},       {"french", &kUtf8},       {"japanese", &kUtf8},
+      {"japanese", &kUcs4},      {"french", &kUtf7},       {"japanese", &kUtf7},
+      {"french", &kImap},        {"japanese", &kImap},     {"french", &kEscaped},
+      {"japanese", &kEscaped},   {"english", &kLatin1},    {"french", &kLatin1},
+      {"macroman", &kMacRoman},  {"japanese", &kShiftJis}, {"japanese", &kEucJp},
+      {"chinese", &kGb2312},     {"traditional", &kBig5},  {"korean", &kEucKr},
+      {"japanese", &kIso2022Jp}, {"russian", &kCp1251},    {"russian", &kKoi8r},
+      {"french", &kCp1252},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

@@ -174,7 +174,8 @@ CORPORA = {
     # name: (seed, words, style, comma, encodings)
     "english": (1, ENGLISH, WESTERN, ",", ["utf8", "latin1"]),
     "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "cp1252", "utf7", "imap", "eucs"]),
-    "japanese": (3, JAPANESE, CJK, "、", ["utf8", "ucs4", "utf7", "imap", "eucs", "sjis", "eucjp"]),
+    "japanese": (3, JAPANESE, CJK, "、", ["utf8", "ucs4", "utf7", "imap", "eucs", "sjis", "eucjp",
+                                           "iso2022jp"]),
     "macroman": (4, MACROMAN, WESTERN, ",", ["macroman", "utf8"]),
     "chinese": (5, CHINESE, CJK, "，", ["gb2312", "utf8"]),
     "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
@@ -192,6 +193,7 @@ ENCODERS = {
     "macroman": lambda t: t.encode("mac_roman"),
     "sjis": lambda t: t.encode("shift_jis"),
     "eucjp": lambda t: t.encode("euc_jp"),
+    "iso2022jp": lambda t: t.encode("iso2022_jp"),
     "gb2312": lambda t: t.encode("gb2312"),
     "big5": lambda t: t.encode("big5"),
     "euckr": lambda t: t.encode("euc_kr"),
