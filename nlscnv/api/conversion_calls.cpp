@@ -3,9 +3,15 @@
 
 #include "nlscnv.h"
 #include "nlscnv/conversion/encoding_converter.h"
+#include "nlscnv/framework/two_stage_converter.h"
 #include "nlscnv/support/diagnostics.h"
 
 namespace {
+
+// Stack room for the intermediate UCS-2 text of NLS_ConvertBuffer in two
+// stages; longer texts (the buffer holds twice the larger of input and
+// output) take a heap buffer as usual.
+constexpr unsigned kTwoStageScratch = 1024;
 
 EncodingConverter* Object(NLS_ConverterHandle handle) {
   return static_cast<EncodingConverter*>(handle);
@@ -53,8 +59,12 @@ int NLS_ConvertBuffer(const char* from, const char* to, const unsigned char* src
     return -1009;
   }
   // The temporary object lives on the stack: one conversion needs no heap
-  // for it (its converter and any remainder are still allocated).
+  // for it (its converter and any remainder are still allocated), nor, for
+  // a short text converted in two stages, for the intermediate text.
   EncodingConverter object(from, to);
+  unsigned char intermediate[kTwoStageScratch];
+  if (auto* twoStage = dynamic_cast<TTwoStageConverter*>(object.converter()))
+    twoStage->lendIntermediate(intermediate, sizeof intermediate);
   // The construction status is not looked at: without a converter, convert
   // reports -1014 itself.
   *produced = object.convert(src, srcLen, dst, dstSize);

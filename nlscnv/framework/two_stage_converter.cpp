@@ -17,11 +17,11 @@ TTwoStageConverter::TTwoStageConverter(const char* from, const char* to, TEncodi
 TTwoStageConverter::~TTwoStageConverter() {
   if (fFirstStage != nullptr) fFirstStage->ReleaseEncodingConverter();
   if (fSecondStage != nullptr) fSecondStage->ReleaseEncodingConverter();
-  delete[] fIntermediate;
+  if (fIntermediate != fLent) delete[] fIntermediate;
 }
 
 void TTwoStageConverter::Reset() {
-  delete[] fIntermediate;
+  if (fIntermediate != fLent) delete[] fIntermediate;
   fIntermediate = nullptr;
   fIntermediateLength = 0;
   fIntermediateCapacity = 0;
@@ -37,10 +37,15 @@ void TTwoStageConverter::TargetBufferSize(const unsigned char* src, unsigned int
 bool TTwoStageConverter::EnsureCapacity(uint64_t size) {
   if (size <= fIntermediateCapacity) return true;
   if (size > UINT32_MAX) return false;
+  if (fIntermediate == nullptr && size <= fLentCapacity) {
+    fIntermediate = fLent;
+    fIntermediateCapacity = fLentCapacity;
+    return true;
+  }
   unsigned char* grown = new (std::nothrow) unsigned char[size];
   if (grown == nullptr) return false;
   if (fIntermediateLength > 0) std::memcpy(grown, fIntermediate, fIntermediateLength);
-  delete[] fIntermediate;
+  if (fIntermediate != fLent) delete[] fIntermediate;
   fIntermediate = grown;
   fIntermediateCapacity = static_cast<uint32_t>(size);
   return true;

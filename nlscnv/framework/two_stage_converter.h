@@ -26,6 +26,14 @@ class NLS_EXPORT TTwoStageConverter : public TEncodingConverter {
   // Bytes of UCS-2 text held for the next call.
   unsigned int heldLength() const { return fIntermediateLength; }
 
+  // Lends a buffer for the intermediate text, used instead of a heap buffer
+  // while it is large enough. The caller keeps it alive for as long as the
+  // converter lives (a converter for one call, on the caller's stack).
+  void lendIntermediate(unsigned char* buffer, uint32_t capacity) {
+    fLent = buffer;
+    fLentCapacity = capacity;
+  }
+
  private:
   // Makes room for `size` bytes of intermediate text (held text is kept).
   bool EnsureCapacity(uint64_t size);
@@ -37,6 +45,8 @@ class NLS_EXPORT TTwoStageConverter : public TEncodingConverter {
   TEncodingConverter* fSecondStage;
   TEncodingConverter* fFirstStage;
   uint32_t fIntermediateCapacity;  // reused from call to call
+  unsigned char* fLent = nullptr;  // the lent buffer (not owned), or null
+  uint32_t fLentCapacity = 0;
 };
 
 #endif  // NLSCNV_FRAMEWORK_TWO_STAGE_CONVERTER_H

@@ -225,6 +225,50 @@ TEST_F(ExportedCalls, RepeatedTwoStageCreationFollowsRegistryChanges) {
   EXPECT_EQ(Bytes(out, out + n), nls_test::Ucs2({'H', 'e', 'l', 'l', 'o'}));  // no second stage
 }
 
+// One call in two stages keeps short intermediate text on its stack and
+// longer text on the heap; either way it converts what a handle's first
+// call converts, and stops where that call stops when the output is short.
+TEST_F(ExportedCalls, ConvertBufferInTwoStagesAtEveryScale) {
+  Bytes text;
+  for (size_t i = 0; text.size() < 70000; ++i)
+    text.push_back(static_cast<unsigned char>(i % 7 == 3 ? 0xC0 + i % 60 : 'a' + i % 26));
+  for (size_t length : {1u, 2u, 31u, 255u, 256u, 257u, 511u, 512u, 513u, 1000u, 4096u, 70000u}) {
+    const Bytes in(text.begin(), text.begin() + length);
+    Bytes expected;  // Latin-1 to UTF-8
+    for (unsigned char c : in) {
+      if (c < 0x80) {
+        expected.push_back(c);
+      } else {
+        expected.push_back(static_cast<unsigned char>(0xC0 | c >> 6));
+        expected.push_back(static_cast<unsigned char>(0x80 | (c & 0x3F)));
+      }
+    }
+    for (size_t room : {expected.size() + 1, expected.size() / 2 + 1, size_t{2}}) {
+      SCOPED_TRACE("length " + std::to_string(length) + ", room " + std::to_string(room));
+      Bytes once(room + 8, 0xEE), streamed(room + 8, 0xEE);
+      unsigned onceLength = 0, streamedLength = 0;
+      const int onceStatus =
+          NLS_ConvertBuffer("ISO-8859-1", "UTF-8", in.data(), static_cast<unsigned>(length),
+                            once.data(), static_cast<unsigned>(room), &onceLength);
+      NLS_ConverterHandle h = nullptr;
+      ASSERT_EQ(NLS_NewEncodingConverter("ISO-8859-1", "UTF-8", &h), 1);
+      const int streamedStatus =
+          NLS_ConvertStreamBuffer(h, in.data(), static_cast<unsigned>(length), streamed.data(),
+                                  static_cast<unsigned>(room), &streamedLength);
+      NLS_DeleteEncodingConverter(h);
+      EXPECT_EQ(onceStatus, streamedStatus);
+      ASSERT_EQ(onceLength, streamedLength);
+      EXPECT_EQ(once, streamed);
+      EXPECT_EQ(Bytes(once.begin(), once.begin() + onceLength),
+                Bytes(expected.begin(), expected.begin() + onceLength));
+      if (room > expected.size()) {
+        EXPECT_EQ(onceStatus, 1);
+        EXPECT_EQ(onceLength, expected.size());
+      }
+    }
+  }
+}
+
 TEST(Lifetime, InitialisesItselfFromTheEnvironment) {
   NLS_EncTerminate();
   EXPECT_EQ(NLS_EncTerminate(), 1);  // terminating twice is harmless
