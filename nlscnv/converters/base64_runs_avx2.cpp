@@ -13,12 +13,7 @@
 #include "nlscnv/converters/base64_runs.h"
 #include "nlscnv/support/unaligned.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "nlscnv/support/avx2_begin.h"
 #define NLS_BASE64_AVX2 1
 #include "nlscnv/converters/base64_ample.h"
 
@@ -48,9 +43,5 @@ void DecodeImap(Base64DecoderState& s, unsigned int* count, unsigned char* dst, 
 }  // namespace base64_avx2
 }  // namespace nls
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+#include "nlscnv/support/avx2_end.h"
 #endif  // NLS_HAVE_AVX2

@@ -12,12 +12,7 @@
 #include "nlscnv/converter.h"
 #include "nlscnv/support/unaligned.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "nlscnv/support/avx2_begin.h"
 #define NLS_UTF8_CODEC_AVX2 1
 #include "nlscnv/converters/utf8_codec.h"
 
@@ -37,9 +32,5 @@ int EncodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
 }  // namespace utf8
 }  // namespace nls
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+#include "nlscnv/support/avx2_end.h"
 #endif  // NLS_HAVE_AVX2

@@ -11,12 +11,7 @@
 #include "nlscnv/framework/table_decoding_fast.h"
 #include "nlscnv/support/unaligned.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "nlscnv/support/avx2_begin.h"
 
 namespace nls {
 
@@ -73,9 +68,5 @@ unsigned DecodeSingleBytesAvx2(const DecodePlan& plan, unsigned char* dst, const
 
 }  // namespace nls
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+#include "nlscnv/support/avx2_end.h"
 #endif  // NLS_HAVE_AVX2

@@ -12,12 +12,7 @@
 
 #include "nlscnv/support/unaligned.h"
 
-#if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
-#else
-#pragma GCC push_options
-#pragma GCC target("avx2")
-#endif
+#include "nlscnv/support/avx2_begin.h"
 
 namespace nls {
 namespace widen_detail {
@@ -81,9 +76,5 @@ void NarrowAvx2(unsigned char* dst, const unsigned char* src, unsigned n) {
 }  // namespace widen_detail
 }  // namespace nls
 
-#if defined(__clang__)
-#pragma clang attribute pop
-#else
-#pragma GCC pop_options
-#endif
+#include "nlscnv/support/avx2_end.h"
 #endif  // NLS_HAVE_AVX2
