@@ -124,15 +124,6 @@ void AddBuiltIns() {
   }
 }
 
-bool BuiltIn(const std::string& name) {
-  static const char* const kBuiltIn[] = {"ISO_8859-1:1987",     "x-mac-roman", "ISO-10646-UCS-4",
-                                         "ESCAPED_UNICODE",     "UTF-8",       "UNICODE-1-1-UTF-7",
-                                         "IMAP-MODIFIED-UTF-7", kPivot};
-  for (const char* b : kBuiltIn)
-    if (name == b) return true;
-  return false;
-}
-
 // Every table-driven conversion that the registry files add (ISO-2022-JP
 // keeps its own state machine and has no reference form).
 void AddLibraries() {
@@ -152,7 +143,7 @@ void AddLibraries() {
       t.fromUnicode = t.from == kPivot;
       t.reference = Reference::kTableEngine;
       const std::string other = t.fromUnicode ? t.to : t.from;
-      if (other == "ISO-2022-JP" || BuiltIn(other)) continue;
+      if (other == "ISO-2022-JP" || nls_fuzz::BuiltInEncoding(other)) continue;
       NLS_ConverterHandle h = nullptr;
       if (NLS_NewEncodingConverter(from, to, &h) != 1) continue;
       TEncodingConverter* c = static_cast<EncodingConverter*>(h)->converter();

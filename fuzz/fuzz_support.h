@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "nlscnv.h"
@@ -155,6 +156,16 @@ inline const Direction* Directions(size_t* count) {
   };
   *count = sizeof(kDirections) / sizeof(kDirections[0]);
   return kDirections;
+}
+
+// True for the canonical names of the encodings built into libnlscnv.
+inline bool BuiltInEncoding(const std::string& name) {
+  static const char* const kBuiltIn[] = {
+      "ISO_8859-1:1987", "x-mac-roman",       "ISO-10646-UCS-4",     "ESCAPED_UNICODE",
+      "UTF-8",           "UNICODE-1-1-UTF-7", "IMAP-MODIFIED-UTF-7", "ISO-10646-UCS-2"};
+  for (const char* b : kBuiltIn)
+    if (name == b) return true;
+  return false;
 }
 
 // Releases a converter through its own operation.

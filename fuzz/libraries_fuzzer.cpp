@@ -30,15 +30,6 @@ struct LibraryConversion {
 
 std::vector<LibraryConversion> gConversions;
 
-bool BuiltIn(const std::string& name) {
-  static const char* const kBuiltIn[] = {"ISO_8859-1:1987",     "x-mac-roman", "ISO-10646-UCS-4",
-                                         "ESCAPED_UNICODE",     "UTF-8",       "UNICODE-1-1-UTF-7",
-                                         "IMAP-MODIFIED-UTF-7", kPivot};
-  for (const char* b : kBuiltIn)
-    if (name == b) return true;
-  return false;
-}
-
 Direction DirectionOf(const LibraryConversion& c) {
   const bool fromUnicode = c.from == kPivot;
   Direction d{};
@@ -92,7 +83,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     for (unsigned i = 0; i < count; ++i) {
       char from[64], to[64];
       NLS_GetEncodingConverterListItem(list, i, from, to);
-      if (BuiltIn(from) && BuiltIn(to)) continue;
+      if (nls_fuzz::BuiltInEncoding(from) && nls_fuzz::BuiltInEncoding(to)) continue;
       LibraryConversion c;
       c.from = from;
       c.to = to;
