@@ -17,7 +17,7 @@
 #include "nlscnv/conversion/encoding_converter.h"
 #include "nlscnv/converters/modified_utf7_converters.h"
 #include "nlscnv/converters/utf7_converters.h"
-#include "nlscnv/framework/table_engine.h"
+#include "nlscnv/tables/table_engine.h"
 #include "nlscnv/support/simd.h"
 
 using nls_fuzz::Bytes;

@@ -60,6 +60,21 @@ NLS_EXPORT const char* const* FindUTableName(unsigned short tableId, const resou
                                              int fromUnicode);
 }
 
+// ---- Built-in tables ------------------------------------------------------
+//
+// The static tables of the built-in module: ISO-8859-1 (table id 2) and
+// MacRoman (table id 6), their table sets, the two table lists and the
+// resource map.
+extern "C" {
+NLS_EXPORT extern const UnicodeTableSet latin1unicodetableset;
+NLS_EXPORT extern const UnicodeTableSet macromanunicodetableset;
+NLS_EXPORT extern const UnicodeTableList gStaticUnicodeToTableList[];
+NLS_EXPORT extern const UnicodeTableList gStaticUnicodeFromTableList[];
+NLS_EXPORT extern const resourceMapTable resourceTableStatic[];
+NLS_EXPORT extern const uint16_t iso88591ToTbl[];
+NLS_EXPORT extern const uint16_t iso88591FromTbl[];
+}
+
 // ---- Converter base class -------------------------------------------------
 //
 // Buffer contract of Convert(dst, dstLen, dstSize, src, srcLen, srcUsed):

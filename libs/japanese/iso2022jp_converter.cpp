@@ -4,8 +4,8 @@
 #include <new>
 
 #include "japanese/japanese_tables.h"
-#include "nlscnv/framework/table_fastpath.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/table_access.h"
+#include "nlscnv/unaligned.h"
 
 namespace nls_japanese {
 namespace {

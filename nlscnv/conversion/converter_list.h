@@ -9,7 +9,7 @@
 
 class TEncodingRegistry;
 
-class NLS_EXPORT EncondingConverterList {
+class EncondingConverterList {
  public:
   // "*" (or null) matches every name on its side. Two plain names give one
   // item when they convert directly or through UCS-2.

@@ -9,7 +9,7 @@
 
 class TEncodingRegistry;
 
-class NLS_EXPORT EncodingConverter {
+class EncodingConverter {
  public:
   // Builds the converter for (from, to): the registry's direct converter for
   // the pair, else two stages that meet in "ISO-10646-UCS-2". The outcome is

@@ -16,7 +16,7 @@
 
 #include "nlscnv/converters/base64_runs.h"
 #include "nlscnv/support/simd.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #if defined(NLS_HAVE_SSE2) || defined(NLS_BASE64_AVX2)
 #include <immintrin.h>

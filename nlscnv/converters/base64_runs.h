@@ -15,7 +15,7 @@
 #include <cstring>
 
 #include "nlscnv/support/simd.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #if defined(__SSE2__)
 #include <emmintrin.h>

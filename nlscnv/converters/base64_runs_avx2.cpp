@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "nlscnv/converters/base64_runs.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #include "nlscnv/support/avx2_begin.h"
 #define NLS_BASE64_AVX2 1

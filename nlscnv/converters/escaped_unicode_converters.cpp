@@ -1,7 +1,7 @@
 #include "nlscnv/converters/escaped_unicode_converters.h"
 
 #include "nlscnv/support/diagnostics.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 namespace {
 

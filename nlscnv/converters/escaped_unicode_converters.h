@@ -15,7 +15,7 @@
 // - a backslash or an escape cut by the end of the input is text, byte by
 //   byte, so nothing is ever held back waiting for more input;
 // - any other byte is one unit (0x80-0xFF give U+0080-U+00FF).
-class NLS_EXPORT TEUCSToUnicodeConverter : public TEncodingConverter {
+class TEUCSToUnicodeConverter : public TEncodingConverter {
  public:
   TEUCSToUnicodeConverter();
   ~TEUCSToUnicodeConverter() override;
@@ -26,7 +26,7 @@ class NLS_EXPORT TEUCSToUnicodeConverter : public TEncodingConverter {
 // Writes the escaped form; each unit is written only while 8 bytes of room
 // remain (the longest item and the terminator). The digits come from toHex,
 // which a derived class may replace.
-class NLS_EXPORT TUnicodeToEUCSConverter : public virtual TEncodingConverter {
+class TUnicodeToEUCSConverter : public virtual TEncodingConverter {
  public:
   TUnicodeToEUCSConverter();
   ~TUnicodeToEUCSConverter() override;

@@ -7,8 +7,8 @@
 #include <algorithm>
 
 #include "nlscnv/support/diagnostics.h"
-#include "nlscnv/support/unaligned.h"
-#include "nlscnv/support/widen.h"
+#include "nlscnv/unaligned.h"
+#include "nlscnv/converters/latin1_kernels.h"
 
 TLatin1EncodingConverter::TLatin1EncodingConverter(
     const char* sourceName, const char* destinationName, const UnicodeTableSet* tableSet,

@@ -4,7 +4,7 @@
 
 #include "nlscnv/converter.h"
 
-class NLS_EXPORT TLatin1EncodingConverter : public TEncodingConverter {
+class TLatin1EncodingConverter : public TEncodingConverter {
  public:
   TLatin1EncodingConverter(const char* sourceName, const char* destinationName,
                            const UnicodeTableSet* tableSet,

@@ -14,7 +14,7 @@
 // Decodes leniently; faults are converted and reported with -1302. "-" and
 // "&" end a run and are absorbed; any other byte that is not a digit ends it
 // and is then read as a character.
-class NLS_EXPORT TModifiedUTF7ToUnicodeConverter : public TEncodingConverter {
+class TModifiedUTF7ToUnicodeConverter : public TEncodingConverter {
  public:
   TModifiedUTF7ToUnicodeConverter();
   ~TModifiedUTF7ToUnicodeConverter() override;
@@ -32,7 +32,7 @@ class NLS_EXPORT TModifiedUTF7ToUnicodeConverter : public TEncodingConverter {
 
 // Encodes UCS-2; every run is closed with "-". Output full gives -1303 when a
 // byte remains for the terminator, 2 when none does.
-class NLS_EXPORT TUnicodeToModifiedUTF7Converter : public TEncodingConverter {
+class TUnicodeToModifiedUTF7Converter : public TEncodingConverter {
  public:
   TUnicodeToModifiedUTF7Converter();
   ~TUnicodeToModifiedUTF7Converter() override;

@@ -1,7 +1,7 @@
 #include "nlscnv/converters/ucs4_converters.h"
 
 #include "nlscnv/support/diagnostics.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 TUCS4ToUnicodeConverter::TUCS4ToUnicodeConverter()
     : TEncodingConverter("ISO-10646-UCS-4", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 801, 2,

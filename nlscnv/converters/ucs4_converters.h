@@ -8,7 +8,7 @@
 // 0x10000-0x10FFFF become a surrogate pair, larger values U+FFFD. A unit is
 // stored only while 4 bytes of room remain; the terminator follows when 2
 // more bytes fit. Trailing bytes of a partial unit are never consumed.
-class NLS_EXPORT TUCS4ToUnicodeConverter : public TEncodingConverter {
+class TUCS4ToUnicodeConverter : public TEncodingConverter {
  public:
   TUCS4ToUnicodeConverter();
   ~TUCS4ToUnicodeConverter() override;
@@ -19,7 +19,7 @@ class NLS_EXPORT TUCS4ToUnicodeConverter : public TEncodingConverter {
 // Widens each 16-bit unit to 32 bits (a surrogate pair stays two units). A
 // unit is stored only while 8 bytes of room remain (the unit and the 32-bit
 // zero terminator).
-class NLS_EXPORT TUnicodeToUCS4Converter : public virtual TEncodingConverter {
+class TUnicodeToUCS4Converter : public virtual TEncodingConverter {
  public:
   TUnicodeToUCS4Converter();
   ~TUnicodeToUCS4Converter() override;

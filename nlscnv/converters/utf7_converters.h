@@ -8,7 +8,7 @@
 
 // Decodes UTF-7 leniently: every byte other than "+" outside a run is a
 // character; faults are converted and reported with -1302.
-class NLS_EXPORT TUTF7ToUnicodeConverter : public TEncodingConverter {
+class TUTF7ToUnicodeConverter : public TEncodingConverter {
  public:
   TUTF7ToUnicodeConverter();
   ~TUTF7ToUnicodeConverter() override;
@@ -26,7 +26,7 @@ class NLS_EXPORT TUTF7ToUnicodeConverter : public TEncodingConverter {
 // Encodes UCS-2 as UTF-7: the direct, optional and space characters stand for
 // themselves, "+" becomes "+-", everything else goes into base64 runs, closed
 // with "-" only before a base64 digit or "-" and not at the end.
-class NLS_EXPORT TUnicodeToUTF7Converter : public TEncodingConverter {
+class TUnicodeToUTF7Converter : public TEncodingConverter {
  public:
   TUnicodeToUTF7Converter();
   ~TUnicodeToUTF7Converter() override;

@@ -17,7 +17,7 @@
 
 #include "nlscnv/converter.h"
 #include "nlscnv/support/simd.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #if defined(NLS_HAVE_SSE2) || defined(NLS_HAVE_AVX2)
 #include <immintrin.h>

@@ -7,7 +7,7 @@
 // Decodes UTF-8 leniently: every byte is accepted. Sequences led by 0xF0-0xFF
 // whose value lies in 0x10000-0x10FFFF become a surrogate pair; other values
 // from such leads give U+FFFD. Shorter sequences decode in 16-bit arithmetic.
-class NLS_EXPORT TUTF8ToUnicodeConverter : public TEncodingConverter {
+class TUTF8ToUnicodeConverter : public TEncodingConverter {
  public:
   TUTF8ToUnicodeConverter();
   ~TUTF8ToUnicodeConverter() override;
@@ -17,7 +17,7 @@ class NLS_EXPORT TUTF8ToUnicodeConverter : public TEncodingConverter {
 
 // Encodes UCS-2 as UTF-8; a surrogate pair becomes one four-byte sequence, a
 // lone surrogate is encoded by itself.
-class NLS_EXPORT TUnicodeToUTF8Converter : public virtual TEncodingConverter {
+class TUnicodeToUTF8Converter : public virtual TEncodingConverter {
  public:
   TUnicodeToUTF8Converter();
   ~TUnicodeToUTF8Converter() override;

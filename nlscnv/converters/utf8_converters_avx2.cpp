@@ -10,7 +10,7 @@
 #include <cstring>
 
 #include "nlscnv/converter.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #include "nlscnv/support/avx2_begin.h"
 #define NLS_UTF8_CODEC_AVX2 1

@@ -7,7 +7,7 @@
 
 #include "nlscnv/converter.h"
 
-class NLS_EXPORT TUTF8Detector : public TAutoDetector {
+class TUTF8Detector : public TAutoDetector {
  public:
   TUTF8Detector();
   ~TUTF8Detector() override;

@@ -6,7 +6,7 @@
 
 #include "nlscnv/converter.h"
 
-class NLS_EXPORT TTwoStageConverter : public TEncodingConverter {
+class TTwoStageConverter : public TEncodingConverter {
  public:
   // Takes ownership of both stages.
   TTwoStageConverter(const char* from, const char* to, TEncodingConverter* first,

@@ -6,7 +6,7 @@
 #include <new>
 
 #include "nlscnv/conversion/encoding_converter.h"
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/support/nls_mutex.h"
 

@@ -17,7 +17,7 @@
 
 class TDLLLinker;
 
-class NLS_EXPORT TEncodingRegistry {
+class TEncodingRegistry {
  public:
   // Builds the containers and the library loader and enters the built-in
   // conversions and aliases, holding the library lock throughout. Status 1,

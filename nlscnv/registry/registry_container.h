@@ -13,7 +13,7 @@
 
 // Base of everything stored in a TRegistry. The keys are read again at every
 // hash and comparison, so they must not change while the entry is stored.
-class NLS_EXPORT TRegistryEntry {
+class TRegistryEntry {
  public:
   TRegistryEntry() = default;
   TRegistryEntry(const TRegistryEntry&) = delete;
@@ -31,13 +31,13 @@ class NLS_EXPORT TRegistryEntry {
 };
 
 // One link of a bucket chain.
-struct NLS_EXPORT NLS_RegistryEntryNode {
+struct NLS_RegistryEntryNode {
   NLS_RegistryEntryNode() : next(nullptr), entry(nullptr) {}
   NLS_RegistryEntryNode* next;
   TRegistryEntry* entry;
 };
 
-class NLS_EXPORT TRegistry {
+class TRegistry {
  public:
   static constexpr int32_t kDefaultBucketCount = 91;
 
@@ -75,7 +75,7 @@ class NLS_EXPORT TRegistry {
 // Cursor over all entries of one registry: buckets in ascending index, and
 // within a bucket from the newest entry to the oldest. It does not own the
 // registry and must not outlive it.
-class NLS_EXPORT TRegistryEnumeration {
+class TRegistryEnumeration {
  public:
   explicit TRegistryEnumeration(TRegistry* registry);
   // The next entry, or null at the end (and on every call after it).

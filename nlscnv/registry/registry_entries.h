@@ -15,9 +15,9 @@ inline constexpr size_t kNLSNameFieldSize = 64;
 
 // True when the name (not null) fits a name field with its NUL. Callers refuse
 // longer names instead of storing them cut.
-NLS_EXPORT bool NLSNameFits(const char* name);
+bool NLSNameFits(const char* name);
 
-class NLS_EXPORT TAliasEntry : public TRegistryEntry {
+class TAliasEntry : public TRegistryEntry {
  public:
   // Copies both names; a null name is stored empty and a name too long for
   // its field is stored cut to 63 bytes (callers check NLSNameFits first).
@@ -39,7 +39,7 @@ class NLS_EXPORT TAliasEntry : public TRegistryEntry {
   char fNormalized[kNLSNameFieldSize];
 };
 
-class NLS_EXPORT TEncodingEntry : public TRegistryEntry {
+class TEncodingEntry : public TRegistryEntry {
  public:
   // Arguments in the order source, destination, library, converter entry
   // point, detector entry point ('#' as first character: no detector).

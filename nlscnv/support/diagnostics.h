@@ -29,7 +29,7 @@ inline constexpr char kNlsmutex[] = "nlsmutex";
 
 // Writes "assert: line <line>, file <unit>" and the BEL character to standard
 // error, then returns: the caller goes on and reports its status.
-NLS_EXPORT void AssertLine(int line, const char* unit);
+void AssertLine(int line, const char* unit);
 
 }  // namespace nls
 

@@ -6,7 +6,7 @@
 
 #include "nlscnv.h"
 
-class NLS_EXPORT NLSMutex {
+class NLSMutex {
  public:
   NLSMutex();
   ~NLSMutex();

@@ -24,10 +24,10 @@ enum : int {
 
 // The level in force (the highest that the build and the processor allow,
 // unless lowered by SetLevel).
-NLS_EXPORT int Level();
+int Level();
 // Requests a level; it is capped at what the build and the processor allow.
 // Returns the level now in force.
-NLS_EXPORT int SetLevel(int level);
+int SetLevel(int level);
 
 }  // namespace simd
 }  // namespace nls

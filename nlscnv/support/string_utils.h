@@ -10,7 +10,7 @@ namespace nls {
 // locale's tolower (applied to the byte as a signed char), as strcmp compares:
 // negative, 0 or positive. Needs no memory; __strcmpi falls back on it when it
 // cannot copy its arguments.
-NLS_EXPORT int CompareLowerCased(const char* a, const char* b);
+int CompareLowerCased(const char* a, const char* b);
 
 }  // namespace nls
 

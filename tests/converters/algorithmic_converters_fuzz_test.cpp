@@ -10,7 +10,7 @@
 #include <string>
 
 #include "converters/drain.h"
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 
 using nls_test::Bytes;
 

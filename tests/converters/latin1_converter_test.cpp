@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "nlscnv/converters/latin1_converter.h"
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 #include "nlscnv/support/diagnostics.h"
 #include "support/converter_harness.h"
 

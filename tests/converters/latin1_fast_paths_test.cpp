@@ -7,7 +7,7 @@
 #include <random>
 
 #include "fast_path_support.h"
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 
 namespace {
 

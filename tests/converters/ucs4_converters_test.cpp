@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "converters/oracle_records.h"
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 #include "support/converter_harness.h"
 
 using nls_test::Bytes;

@@ -8,7 +8,7 @@
 
 #include "converters/drain.h"
 #include "converters/oracle_records.h"
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 #include "support/converter_harness.h"
 
 using nls_test::B;

@@ -6,7 +6,7 @@
 #include <random>
 
 #include "nlscnv/converters/utf8_converters.h"
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 #include "support/converter_harness.h"
 
 using nls_test::B;

@@ -11,7 +11,7 @@
 
 #include "fault_injection.h"
 #include "nlscnv/conversion/encoding_converter.h"
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/registry/encoding_registry.h"
 #include "registry_test_util.h"
 

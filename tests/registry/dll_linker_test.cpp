@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/registry/encoding_registry.h"
 #include "registry_test_util.h"
 

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/registry/encoding_registry.h"
 #include "registry_test_util.h"
 

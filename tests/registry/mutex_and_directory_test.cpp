@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "nlscnv/conversion/encoding_converter.h"
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/registry/encoding_registry.h"
 #include "nlscnv/support/nls_mutex.h"
 #include "registry_test_util.h"

@@ -17,7 +17,7 @@
 
 #include "converters/fast_path_support.h"
 #include "nlscnv/converter.h"
-#include "nlscnv/framework/table_engine.h"
+#include "nlscnv/tables/table_engine.h"
 #include "support/test_support.h"
 
 namespace nls_test {

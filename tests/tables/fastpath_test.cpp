@@ -8,7 +8,7 @@
 #include <random>
 #include <thread>
 
-#include "nlscnv/framework/table_fastpath.h"
+#include "nlscnv/table_access.h"
 #include "tables/synthetic_sets.h"
 
 using nls_test::Bytes;

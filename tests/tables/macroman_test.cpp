@@ -4,7 +4,7 @@
 // resumption through small output buffers.
 #include <gtest/gtest.h>
 
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 #include "support/converter_harness.h"
 #include "support/test_support.h"
 

@@ -5,9 +5,9 @@
 #include <cstring>
 #include <set>
 
-#include "nlscnv/framework/builtin_tables.h"
-#include "nlscnv/framework/mapping_tables.h"
-#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/converter.h"
+#include "nlscnv/tables/mapping_tables.h"
+#include "nlscnv/tables/shift_tables.h"
 #include "tables/synthetic_sets.h"
 
 using nls::LookupMappingTable;

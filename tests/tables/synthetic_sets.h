@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "nlscnv/framework/builtin_tables.h"
+#include "nlscnv/converter.h"
 #include "tables/table_test_support.h"
 
 namespace nls_test::synth {

@@ -3,7 +3,7 @@
 // sequences that cannot be written and of damaged shift tables.
 #include <gtest/gtest.h>
 
-#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/support/diagnostics.h"
 #include "tables/synthetic_sets.h"
 

@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "nlscnv/converter.h"
-#include "nlscnv/framework/table_engine.h"
+#include "nlscnv/tables/table_engine.h"
 #include "support/test_support.h"
 
 namespace nls_test {

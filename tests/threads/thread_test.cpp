@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "nlscnv.h"
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/registry/registry_container.h"
 #include "support/test_support.h"
 

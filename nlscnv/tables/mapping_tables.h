@@ -1,7 +1,7 @@
 // Lookup of a code value in a mapping table: the cells are tried in order and
 // the first one that holds the code gives the result.
-#ifndef NLSCNV_FRAMEWORK_MAPPING_TABLES_H
-#define NLSCNV_FRAMEWORK_MAPPING_TABLES_H
+#ifndef NLSCNV_TABLES_MAPPING_TABLES_H
+#define NLSCNV_TABLES_MAPPING_TABLES_H
 
 #include <cstdint>
 
@@ -52,4 +52,4 @@ inline uint16_t LookupMappingTable(const uint16_t* table, uint16_t c) {
 
 }  // namespace nls
 
-#endif  // NLSCNV_FRAMEWORK_MAPPING_TABLES_H
+#endif  // NLSCNV_TABLES_MAPPING_TABLES_H

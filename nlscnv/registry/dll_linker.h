@@ -4,8 +4,8 @@
 // presented as the pseudo-library "@@staticconvertersINTERNAL@@". Every entry
 // point found is cached with its library. The loader takes no lock: its owner
 // lets one thread in at a time.
-#ifndef NLSCNV_FRAMEWORK_DLL_LINKER_H
-#define NLSCNV_FRAMEWORK_DLL_LINKER_H
+#ifndef NLSCNV_REGISTRY_DLL_LINKER_H
+#define NLSCNV_REGISTRY_DLL_LINKER_H
 
 #include <atomic>
 #include <cstdint>
@@ -22,7 +22,7 @@ inline constexpr char kNLSStaticLibraryName[] = "@@staticconvertersINTERNAL@@";
 inline constexpr uint32_t kNLSMaxLibraryNameLength = 64 - 1 - 8;
 
 // A cached entry point, keyed by its name.
-class NLS_EXPORT TEntryPoint : public TRegistryEntry {
+class TEntryPoint : public TRegistryEntry {
  public:
   // Copies the name with malloc; GetName() is null when that failed.
   TEntryPoint(void* function, const char* name);
@@ -37,13 +37,13 @@ class NLS_EXPORT TEntryPoint : public TRegistryEntry {
 };
 
 // One (name, function) pair of the pseudo-library's table.
-struct NLS_EXPORT NLS_LibraryEntry {
+struct NLS_LibraryEntry {
   const char* name;
   void* function;
 };
 
 // One library of the loader's list.
-struct NLS_EXPORT NLS_Library {
+struct NLS_Library {
   char name[64];              // the library name as asked for
   uint32_t referenceCount;    // loads not yet matched by unloads
   NLS_Library* next;          // next library of the list
@@ -52,7 +52,7 @@ struct NLS_EXPORT NLS_Library {
   TRegistry* entryPoints;     // cache of TEntryPoint, 7 buckets
 };
 
-class NLS_EXPORT TDLLLinker {
+class TDLLLinker {
  public:
   // The pseudo-library gets the entry-point names and factories of the
   // `count` records. Only the path pointer is kept: it must stay valid.
@@ -101,4 +101,4 @@ class NLS_EXPORT TDLLLinker {
   char* fOwnedLibraryPath;  // copy made by SetDefaultLibraryPath
 };
 
-#endif  // NLSCNV_FRAMEWORK_DLL_LINKER_H
+#endif  // NLSCNV_REGISTRY_DLL_LINKER_H

@@ -2,7 +2,7 @@
 // initialise the module once, allocate the converter, and hand out the pointer
 // through which it is driven (the base part for classes that hold
 // TEncodingConverter as a virtual base).
-#include "nlscnv/framework/builtin_module.h"
+#include "nlscnv/builtin/builtin_module.h"
 
 #include <new>
 
@@ -13,7 +13,7 @@
 #include "nlscnv/converters/utf7_converters.h"
 #include "nlscnv/converters/utf8_converters.h"
 #include "nlscnv/detection/utf8_detector.h"
-#include "nlscnv/framework/builtin_tables.h"
+#include "nlscnv/converter.h"
 
 extern "C" {
 

@@ -1,7 +1,7 @@
 // Loads and stores of UCS-2 and UCS-4 units at any alignment, in the
 // machine's byte order.
-#ifndef NLSCNV_SUPPORT_UNALIGNED_H
-#define NLSCNV_SUPPORT_UNALIGNED_H
+#ifndef NLSCNV_UNALIGNED_H
+#define NLSCNV_UNALIGNED_H
 
 #include <cstdint>
 #include <cstring>
@@ -26,4 +26,4 @@ inline void StoreUnit32(unsigned char* p, uint32_t v) { std::memcpy(p, &v, sizeo
 
 }  // namespace nls
 
-#endif  // NLSCNV_SUPPORT_UNALIGNED_H
+#endif  // NLSCNV_UNALIGNED_H

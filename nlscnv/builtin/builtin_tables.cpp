@@ -2,7 +2,7 @@
 // MacRoman (table id 6), both single-byte. The MacRoman tables hold Mac OS
 // Roman with 0xDB as U+00A4 CURRENCY SIGN and 0xBD as U+2126 OHM SIGN; 0x7F
 // is not mapped. They are made by scripts/gen_macroman_tables.py.
-#include "nlscnv/framework/builtin_tables.h"
+#include "nlscnv/converter.h"
 
 namespace {
 

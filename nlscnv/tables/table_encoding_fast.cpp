@@ -1,4 +1,4 @@
-#include "nlscnv/framework/table_encoding_fast.h"
+#include "nlscnv/tables/table_encoding_fast.h"
 
 #include <algorithm>
 #include <atomic>
@@ -6,10 +6,10 @@
 #include <mutex>
 #include <new>
 
-#include "nlscnv/framework/mapping_tables.h"
-#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/tables/mapping_tables.h"
+#include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/support/diagnostics.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 namespace nls {
 namespace {

@@ -8,8 +8,8 @@
 
 #include <cstdint>
 
-#include "nlscnv/framework/table_decoding_fast.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/tables/table_decoding_fast.h"
+#include "nlscnv/unaligned.h"
 
 #include "nlscnv/support/avx2_begin.h"
 

@@ -26,8 +26,8 @@
 // it. A slot's first-byte range decides which input bytes reach its scheme
 // when converting to UCS-2; the code is then looked up in the slot's mapping
 // table. From UCS-2 the mapping table gives a code that the scheme writes.
-#ifndef NLSCNV_FRAMEWORK_SHIFT_TABLES_H
-#define NLSCNV_FRAMEWORK_SHIFT_TABLES_H
+#ifndef NLSCNV_TABLES_SHIFT_TABLES_H
+#define NLSCNV_TABLES_SHIFT_TABLES_H
 
 #include <cstdint>
 
@@ -57,17 +57,17 @@ struct ShiftTable {
 };
 
 extern "C" {
-NLS_EXPORT extern const ShiftTable sbShiftT;
-NLS_EXPORT extern const ShiftTable tbShiftT;
-NLS_EXPORT extern const ShiftTable tbGRShiftT;
-NLS_EXPORT extern const ShiftTable x0212ShiftT;
-NLS_EXPORT extern const ShiftTable cns2ShiftT;
-NLS_EXPORT extern const ShiftTable sjisShiftT;
-NLS_EXPORT extern const ShiftTable big5ShiftT;
-NLS_EXPORT extern const ShiftTable x0201ShiftT;
-NLS_EXPORT extern const ShiftTable utf8ShiftT;
+extern const ShiftTable sbShiftT;
+extern const ShiftTable tbShiftT;
+extern const ShiftTable tbGRShiftT;
+extern const ShiftTable x0212ShiftT;
+extern const ShiftTable cns2ShiftT;
+extern const ShiftTable sjisShiftT;
+extern const ShiftTable big5ShiftT;
+extern const ShiftTable x0201ShiftT;
+extern const ShiftTable utf8ShiftT;
 // Shift table by table id modulo 64; null where no scheme is defined.
-NLS_EXPORT extern const ShiftTable* const strShiftTable[64];
+extern const ShiftTable* const strShiftTable[64];
 }
 
 namespace nls {
@@ -252,4 +252,4 @@ inline bool GenerateShift(const ShiftTable* shift, uint16_t code, unsigned char*
 
 }  // namespace nls
 
-#endif  // NLSCNV_FRAMEWORK_SHIFT_TABLES_H
+#endif  // NLSCNV_TABLES_SHIFT_TABLES_H

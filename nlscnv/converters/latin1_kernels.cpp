@@ -1,7 +1,7 @@
-#include "nlscnv/support/widen.h"
+#include "nlscnv/converters/latin1_kernels.h"
 
 #include "nlscnv/support/simd.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #if defined(NLS_HAVE_SSE2)
 #include <emmintrin.h>

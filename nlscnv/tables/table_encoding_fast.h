@@ -4,8 +4,8 @@
 // one store. Characters whose output is not one or two plain bytes (longer
 // sequences, failed generation with its diagnostic) are marked and take the
 // general step, which also decides everything that depends on the room left.
-#ifndef NLSCNV_FRAMEWORK_TABLE_ENCODING_FAST_H
-#define NLSCNV_FRAMEWORK_TABLE_ENCODING_FAST_H
+#ifndef NLSCNV_TABLES_TABLE_ENCODING_FAST_H
+#define NLSCNV_TABLES_TABLE_ENCODING_FAST_H
 
 #include <cstdint>
 
@@ -22,7 +22,7 @@ inline constexpr int kNoEncodeMap = 0;
 // output of the general loop, or kNoEncodeMap without touching anything when
 // no encode array exists for the set (a slot without its direct array, or no
 // memory).
-NLS_EXPORT int TableFromUnicodeFast(const uTableSet& set, uint32_t count,
+int TableFromUnicodeFast(const uTableSet& set, uint32_t count,
                                     const uint16_t* const direct[4], unsigned char* dst,
                                     unsigned int* dstLen, unsigned int dstSize,
                                     const unsigned char* src, unsigned int srcLen,
@@ -32,10 +32,10 @@ NLS_EXPORT int TableFromUnicodeFast(const uTableSet& set, uint32_t count,
 // thread-safe), or null. Entry c is the first output byte in its low 8 bits
 // and the second, if any, in its high 8 bits (a second byte is never 0);
 // kEncodeGeneral marks a character for the general step.
-NLS_EXPORT const uint16_t* EncodeMap(const uTableSet& set, uint32_t count,
+const uint16_t* EncodeMap(const uTableSet& set, uint32_t count,
                                      const uint16_t* const direct[4]);
 inline constexpr uint16_t kEncodeGeneral = 0xFFFF;
 
 }  // namespace nls
 
-#endif  // NLSCNV_FRAMEWORK_TABLE_ENCODING_FAST_H
+#endif  // NLSCNV_TABLES_TABLE_ENCODING_FAST_H

@@ -2,8 +2,8 @@
 // fast form; the reference form searches the cells of a mapping table for
 // every character and serves as the yardstick of the fast one, which gives
 // byte-identical results (output, status, counts and diagnostics).
-#ifndef NLSCNV_FRAMEWORK_TABLE_ENGINE_H
-#define NLSCNV_FRAMEWORK_TABLE_ENGINE_H
+#ifndef NLSCNV_TABLES_TABLE_ENGINE_H
+#define NLSCNV_TABLES_TABLE_ENGINE_H
 
 #include <cstdint>
 
@@ -12,25 +12,25 @@
 namespace nls {
 
 // Bytes to UCS-2 through the first tableCount slots of set.
-NLS_EXPORT int TableToUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+int TableToUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
                               unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
                               unsigned int srcLen, unsigned int* srcUsed);
 // UCS-2 to bytes through the first tableCount slots of set.
-NLS_EXPORT int TableFromUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+int TableFromUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
                                 unsigned int* dstLen, unsigned int dstSize,
                                 const unsigned char* src, unsigned int srcLen,
                                 unsigned int* srcUsed);
 
 // The same conversions with a linear cell search per character.
-NLS_EXPORT int TableToUnicodeReference(const uTableSet& set, uint32_t tableCount,
+int TableToUnicodeReference(const uTableSet& set, uint32_t tableCount,
                                        unsigned char* dst, unsigned int* dstLen,
                                        unsigned int dstSize, const unsigned char* src,
                                        unsigned int srcLen, unsigned int* srcUsed);
-NLS_EXPORT int TableFromUnicodeReference(const uTableSet& set, uint32_t tableCount,
+int TableFromUnicodeReference(const uTableSet& set, uint32_t tableCount,
                                          unsigned char* dst, unsigned int* dstLen,
                                          unsigned int dstSize, const unsigned char* src,
                                          unsigned int srcLen, unsigned int* srcUsed);
 
 }  // namespace nls
 
-#endif  // NLSCNV_FRAMEWORK_TABLE_ENGINE_H
+#endif  // NLSCNV_TABLES_TABLE_ENGINE_H

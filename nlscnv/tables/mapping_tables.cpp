@@ -1,7 +1,7 @@
 // Finding mapping tables by table id and loading a converter's table set.
-#include "nlscnv/framework/mapping_tables.h"
+#include "nlscnv/tables/mapping_tables.h"
 
-#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/tables/shift_tables.h"
 
 extern "C" {
 

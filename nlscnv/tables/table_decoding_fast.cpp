@@ -1,14 +1,14 @@
-#include "nlscnv/framework/table_decoding_fast.h"
+#include "nlscnv/tables/table_decoding_fast.h"
 
 #include <atomic>
 #include <cstring>
 #include <mutex>
 #include <new>
 
-#include "nlscnv/framework/mapping_tables.h"
-#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/tables/mapping_tables.h"
+#include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/support/simd.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #if defined(NLS_HAVE_SSE2)
 #include <emmintrin.h>

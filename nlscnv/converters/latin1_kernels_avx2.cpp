@@ -3,14 +3,14 @@
 // alignment allows it (an even address): stores that straddle two cache
 // lines cost twice.
 #include "nlscnv/support/simd.h"
-#include "nlscnv/support/widen.h"
+#include "nlscnv/converters/latin1_kernels.h"
 
 #if defined(NLS_HAVE_AVX2)
 #include <immintrin.h>
 
 #include <cstdint>
 
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 #include "nlscnv/support/avx2_begin.h"
 

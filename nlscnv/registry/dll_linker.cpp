@@ -1,4 +1,4 @@
-#include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/dll_linker.h"
 
 #include <dlfcn.h>
 

@@ -1,4 +1,4 @@
-#include "nlscnv/framework/table_fastpath.h"
+#include "nlscnv/table_access.h"
 
 #include <algorithm>
 #include <atomic>
@@ -7,7 +7,7 @@
 #include <mutex>
 #include <new>
 
-#include "nlscnv/framework/mapping_tables.h"
+#include "nlscnv/tables/mapping_tables.h"
 
 namespace nls {
 namespace {

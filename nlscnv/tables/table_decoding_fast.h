@@ -17,8 +17,8 @@
 // are cached process-wide, thread-safe, keyed by the slot descriptions, the
 // shift tables' contents and the direct arrays, and live until the process
 // ends.
-#ifndef NLSCNV_FRAMEWORK_TABLE_DECODING_FAST_H
-#define NLSCNV_FRAMEWORK_TABLE_DECODING_FAST_H
+#ifndef NLSCNV_TABLES_TABLE_DECODING_FAST_H
+#define NLSCNV_TABLES_TABLE_DECODING_FAST_H
 
 #include <cstdint>
 
@@ -55,21 +55,21 @@ struct DecodePlan {
 // `direct` (as the engine fetched them; null where a table has none). Null
 // when the set cannot be planned (a used slot without a direct array) or the
 // cache is full; the caller then uses the general loops.
-NLS_EXPORT const DecodePlan* DecodePlanFor(const uTableSet& set, uint32_t count,
+const DecodePlan* DecodePlanFor(const uTableSet& set, uint32_t count,
                                            const uint16_t* const direct[4]);
 
 // Single-byte plans: converts src[0..n) into n units at dst and returns n,
 // or the position of the first 0 byte before which it stopped.
-NLS_EXPORT unsigned DecodeSingleBytes(const DecodePlan& plan, unsigned char* dst,
+unsigned DecodeSingleBytes(const DecodePlan& plan, unsigned char* dst,
                                       const unsigned char* src, unsigned n);
 
 // Converts from *in / *out while the plan decides the next character and
 // *out < outLimit; stops before a 0 byte, a general first byte, a pair whose
 // row says U+FFFD, a pair cut by the end of the input, or at the end.
-NLS_EXPORT void DecodePlannedRun(const DecodePlan& plan, unsigned char* dst, unsigned outLimit,
+void DecodePlannedRun(const DecodePlan& plan, unsigned char* dst, unsigned outLimit,
                                  const unsigned char* src, unsigned srcLen, unsigned* in,
                                  unsigned* out);
 
 }  // namespace nls
 
-#endif  // NLSCNV_FRAMEWORK_TABLE_DECODING_FAST_H
+#endif  // NLSCNV_TABLES_TABLE_DECODING_FAST_H

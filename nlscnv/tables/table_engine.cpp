@@ -12,17 +12,17 @@
 // step for the characters the array leaves to it. When every slot is
 // single-byte, dedicated loops do the same work without the scan and
 // generate steps.
-#include "nlscnv/framework/table_engine.h"
+#include "nlscnv/tables/table_engine.h"
 
 #include <algorithm>
 
-#include "nlscnv/framework/mapping_tables.h"
-#include "nlscnv/framework/shift_tables.h"
-#include "nlscnv/framework/table_decoding_fast.h"
-#include "nlscnv/framework/table_encoding_fast.h"
-#include "nlscnv/framework/table_fastpath.h"
+#include "nlscnv/tables/mapping_tables.h"
+#include "nlscnv/tables/shift_tables.h"
+#include "nlscnv/tables/table_decoding_fast.h"
+#include "nlscnv/tables/table_encoding_fast.h"
+#include "nlscnv/table_access.h"
 #include "nlscnv/support/diagnostics.h"
-#include "nlscnv/support/unaligned.h"
+#include "nlscnv/unaligned.h"
 
 namespace nls {
 namespace {

@@ -1,5 +1,5 @@
 // The built-in shift tables and the table-id index into them.
-#include "nlscnv/framework/shift_tables.h"
+#include "nlscnv/tables/shift_tables.h"
 
 extern "C" {
 

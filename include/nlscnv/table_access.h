@@ -1,8 +1,8 @@
 // Direct lookup arrays for mapping tables, built once per table and shared by
 // every converter and thread: entry c holds what the cell search gives for
 // code c. The table engine uses them in place of the per-character search.
-#ifndef NLSCNV_FRAMEWORK_TABLE_FASTPATH_H
-#define NLSCNV_FRAMEWORK_TABLE_FASTPATH_H
+#ifndef NLSCNV_TABLE_ACCESS_H
+#define NLSCNV_TABLE_ACCESS_H
 
 #include <cstdint>
 
@@ -26,4 +26,4 @@ NLS_EXPORT const uint16_t* DirectMap(const uint16_t* table, uint32_t size);
 
 }  // namespace nls
 
-#endif  // NLSCNV_FRAMEWORK_TABLE_FASTPATH_H
+#endif  // NLSCNV_TABLE_ACCESS_H

@@ -1,7 +1,7 @@
 // The built-in converter module: module flag and factories (declared in
 // nlscnv.h).
-#ifndef NLSCNV_FRAMEWORK_BUILTIN_MODULE_H
-#define NLSCNV_FRAMEWORK_BUILTIN_MODULE_H
+#ifndef NLSCNV_BUILTIN_BUILTIN_MODULE_H
+#define NLSCNV_BUILTIN_BUILTIN_MODULE_H
 
 #include <cstdint>
 
@@ -9,8 +9,8 @@
 
 extern "C" {
 // 0 until the first built-in factory runs, then 1 for the life of the process.
-NLS_EXPORT extern uint32_t gModuleRef;
-NLS_EXPORT void Init_ResModule(void);
+extern uint32_t gModuleRef;
+void Init_ResModule(void);
 }
 
-#endif  // NLSCNV_FRAMEWORK_BUILTIN_MODULE_H
+#endif  // NLSCNV_BUILTIN_BUILTIN_MODULE_H
