@@ -17,8 +17,8 @@
 #include "nlscnv/conversion/encoding_converter.h"
 #include "nlscnv/converters/modified_utf7_converters.h"
 #include "nlscnv/converters/utf7_converters.h"
-#include "nlscnv/tables/table_engine.h"
 #include "nlscnv/support/simd.h"
+#include "nlscnv/tables/table_engine.h"
 
 using nls_fuzz::Bytes;
 

@@ -6,6 +6,7 @@
 
 #include <new>
 
+#include "nlscnv/converter.h"
 #include "nlscnv/converters/escaped_unicode_converters.h"
 #include "nlscnv/converters/latin1_converter.h"
 #include "nlscnv/converters/modified_utf7_converters.h"
@@ -13,7 +14,6 @@
 #include "nlscnv/converters/utf7_converters.h"
 #include "nlscnv/converters/utf8_converters.h"
 #include "nlscnv/detection/utf8_detector.h"
-#include "nlscnv/converter.h"
 
 extern "C" {
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <new>
 
-#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/framework/two_stage_converter.h"
+#include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/registry/encoding_registry.h"
 #include "nlscnv/support/diagnostics.h"
 

@@ -6,9 +6,9 @@
 
 #include <algorithm>
 
+#include "nlscnv/converters/latin1_kernels.h"
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/unaligned.h"
-#include "nlscnv/converters/latin1_kernels.h"
 
 TLatin1EncodingConverter::TLatin1EncodingConverter(
     const char* sourceName, const char* destinationName, const UnicodeTableSet* tableSet,

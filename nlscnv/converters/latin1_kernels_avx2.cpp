@@ -2,8 +2,8 @@
 // The output is written in 32-byte-aligned stores where the destination's
 // alignment allows it (an even address): stores that straddle two cache
 // lines cost twice.
-#include "nlscnv/support/simd.h"
 #include "nlscnv/converters/latin1_kernels.h"
+#include "nlscnv/support/simd.h"
 
 #if defined(NLS_HAVE_AVX2)
 #include <immintrin.h>

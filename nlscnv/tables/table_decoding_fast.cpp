@@ -5,9 +5,9 @@
 #include <mutex>
 #include <new>
 
+#include "nlscnv/support/simd.h"
 #include "nlscnv/tables/mapping_tables.h"
 #include "nlscnv/tables/shift_tables.h"
-#include "nlscnv/support/simd.h"
 #include "nlscnv/unaligned.h"
 
 #if defined(NLS_HAVE_SSE2)

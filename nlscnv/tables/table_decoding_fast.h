@@ -56,19 +56,18 @@ struct DecodePlan {
 // when the set cannot be planned (a used slot without a direct array) or the
 // cache is full; the caller then uses the general loops.
 const DecodePlan* DecodePlanFor(const uTableSet& set, uint32_t count,
-                                           const uint16_t* const direct[4]);
+                                const uint16_t* const direct[4]);
 
 // Single-byte plans: converts src[0..n) into n units at dst and returns n,
 // or the position of the first 0 byte before which it stopped.
-unsigned DecodeSingleBytes(const DecodePlan& plan, unsigned char* dst,
-                                      const unsigned char* src, unsigned n);
+unsigned DecodeSingleBytes(const DecodePlan& plan, unsigned char* dst, const unsigned char* src,
+                           unsigned n);
 
 // Converts from *in / *out while the plan decides the next character and
 // *out < outLimit; stops before a 0 byte, a general first byte, a pair whose
 // row says U+FFFD, a pair cut by the end of the input, or at the end.
 void DecodePlannedRun(const DecodePlan& plan, unsigned char* dst, unsigned outLimit,
-                                 const unsigned char* src, unsigned srcLen, unsigned* in,
-                                 unsigned* out);
+                      const unsigned char* src, unsigned srcLen, unsigned* in, unsigned* out);
 
 }  // namespace nls
 

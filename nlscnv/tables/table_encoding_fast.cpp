@@ -6,9 +6,9 @@
 #include <mutex>
 #include <new>
 
+#include "nlscnv/support/diagnostics.h"
 #include "nlscnv/tables/mapping_tables.h"
 #include "nlscnv/tables/shift_tables.h"
-#include "nlscnv/support/diagnostics.h"
 #include "nlscnv/unaligned.h"
 
 namespace nls {

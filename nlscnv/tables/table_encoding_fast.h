@@ -22,18 +22,15 @@ inline constexpr int kNoEncodeMap = 0;
 // output of the general loop, or kNoEncodeMap without touching anything when
 // no encode array exists for the set (a slot without its direct array, or no
 // memory).
-int TableFromUnicodeFast(const uTableSet& set, uint32_t count,
-                                    const uint16_t* const direct[4], unsigned char* dst,
-                                    unsigned int* dstLen, unsigned int dstSize,
-                                    const unsigned char* src, unsigned int srcLen,
-                                    unsigned int* srcUsed);
+int TableFromUnicodeFast(const uTableSet& set, uint32_t count, const uint16_t* const direct[4],
+                         unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
+                         const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
 
 // The encode array of the set (built on first use, cached for the process,
 // thread-safe), or null. Entry c is the first output byte in its low 8 bits
 // and the second, if any, in its high 8 bits (a second byte is never 0);
 // kEncodeGeneral marks a character for the general step.
-const uint16_t* EncodeMap(const uTableSet& set, uint32_t count,
-                                     const uint16_t* const direct[4]);
+const uint16_t* EncodeMap(const uTableSet& set, uint32_t count, const uint16_t* const direct[4]);
 inline constexpr uint16_t kEncodeGeneral = 0xFFFF;
 
 }  // namespace nls

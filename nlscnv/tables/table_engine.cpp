@@ -16,12 +16,12 @@
 
 #include <algorithm>
 
+#include "nlscnv/support/diagnostics.h"
+#include "nlscnv/table_access.h"
 #include "nlscnv/tables/mapping_tables.h"
 #include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/tables/table_decoding_fast.h"
 #include "nlscnv/tables/table_encoding_fast.h"
-#include "nlscnv/table_access.h"
-#include "nlscnv/support/diagnostics.h"
 #include "nlscnv/unaligned.h"
 
 namespace nls {

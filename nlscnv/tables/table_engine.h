@@ -13,23 +13,20 @@ namespace nls {
 
 // Bytes to UCS-2 through the first tableCount slots of set.
 int TableToUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
-                              unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
-                              unsigned int srcLen, unsigned int* srcUsed);
+                   unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
+                   unsigned int srcLen, unsigned int* srcUsed);
 // UCS-2 to bytes through the first tableCount slots of set.
 int TableFromUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
-                                unsigned int* dstLen, unsigned int dstSize,
-                                const unsigned char* src, unsigned int srcLen,
-                                unsigned int* srcUsed);
+                     unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
+                     unsigned int srcLen, unsigned int* srcUsed);
 
 // The same conversions with a linear cell search per character.
-int TableToUnicodeReference(const uTableSet& set, uint32_t tableCount,
-                                       unsigned char* dst, unsigned int* dstLen,
-                                       unsigned int dstSize, const unsigned char* src,
-                                       unsigned int srcLen, unsigned int* srcUsed);
-int TableFromUnicodeReference(const uTableSet& set, uint32_t tableCount,
-                                         unsigned char* dst, unsigned int* dstLen,
-                                         unsigned int dstSize, const unsigned char* src,
-                                         unsigned int srcLen, unsigned int* srcUsed);
+int TableToUnicodeReference(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+                            unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
+                            unsigned int srcLen, unsigned int* srcUsed);
+int TableFromUnicodeReference(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
+                              unsigned int* dstLen, unsigned int dstSize, const unsigned char* src,
+                              unsigned int srcLen, unsigned int* srcUsed);
 
 }  // namespace nls
 

@@ -7,8 +7,8 @@
 #include <string>
 
 #include "converters/oracle_records.h"
-#include "nlscnv/converters/escaped_unicode_converters.h"
 #include "nlscnv/builtin/builtin_module.h"
+#include "nlscnv/converters/escaped_unicode_converters.h"
 #include "support/converter_harness.h"
 
 using nls_test::B;

@@ -2,8 +2,8 @@
 // contract, misaligned buffers and resumption.
 #include <gtest/gtest.h>
 
-#include "nlscnv/converters/latin1_converter.h"
 #include "nlscnv/builtin/builtin_module.h"
+#include "nlscnv/converters/latin1_converter.h"
 #include "nlscnv/support/diagnostics.h"
 #include "support/converter_harness.h"
 

@@ -8,8 +8,8 @@
 
 #include "converters/drain.h"
 #include "converters/oracle_records.h"
-#include "nlscnv/converters/modified_utf7_converters.h"
 #include "nlscnv/builtin/builtin_module.h"
+#include "nlscnv/converters/modified_utf7_converters.h"
 #include "support/converter_harness.h"
 
 using nls_test::B;

@@ -5,8 +5,8 @@
 
 #include <random>
 
-#include "nlscnv/converters/utf8_converters.h"
 #include "nlscnv/builtin/builtin_module.h"
+#include "nlscnv/converters/utf8_converters.h"
 #include "support/converter_harness.h"
 
 using nls_test::B;

@@ -14,10 +14,10 @@
 
 #include "converters/fast_path_support.h"
 #include "convlibs/convlibs_support.h"
+#include "nlscnv/table_access.h"
 #include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/tables/table_encoding_fast.h"
 #include "nlscnv/tables/table_engine.h"
-#include "nlscnv/table_access.h"
 
 namespace {
 

@@ -8,9 +8,9 @@
 #include <random>
 #include <thread>
 
+#include "nlscnv/table_access.h"
 #include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/tables/table_decoding_fast.h"
-#include "nlscnv/table_access.h"
 #include "tables/decoding_identity.h"
 #include "tables/synthetic_sets.h"
 

@@ -9,10 +9,10 @@
 
 #include <thread>
 
+#include "nlscnv/table_access.h"
 #include "nlscnv/tables/mapping_tables.h"
 #include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/tables/table_encoding_fast.h"
-#include "nlscnv/table_access.h"
 #include "tables/table_test_support.h"
 
 using nls_test::Bytes;

@@ -3,8 +3,8 @@
 // sequences that cannot be written and of damaged shift tables.
 #include <gtest/gtest.h>
 
-#include "nlscnv/tables/shift_tables.h"
 #include "nlscnv/support/diagnostics.h"
+#include "nlscnv/tables/shift_tables.h"
 #include "tables/synthetic_sets.h"
 
 using nls_test::Bytes;
