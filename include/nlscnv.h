@@ -66,6 +66,31 @@ typedef struct TAutoDetector TAutoDetector;
 extern "C" {
 #endif
 
+/* The pivot encoding: every conversion meets in it. */
+#define NLS_PIVOT_ENCODING "ISO-10646-UCS-2"
+
+/* Status codes: 1 and 2 for conversions that ran, negative values for
+ * failures (the table at the top of this header says where each arises). */
+enum {
+  NLS_OK = 1,
+  NLS_INPUT_LEFT = 2,
+  NLS_E_NO_MEMORY = -1002,
+  NLS_E_FIRST_STAGE = -1007,
+  NLS_E_SECOND_STAGE = -1008,
+  NLS_E_ARGUMENT = -1009,
+  NLS_E_NO_TABLE = -1010,
+  NLS_E_NO_CONVERTER = -1014,
+  NLS_E_NO_ENUMERATION = -1015,
+  NLS_E_NOT_RECOGNISED = -1016,
+  NLS_E_NOT_CONSTRUCTED = -1100,
+  NLS_E_LIBRARY = -1300,
+  NLS_E_NO_CONVERSION = -1301,
+  NLS_E_MALFORMED = -1302,
+  NLS_E_OUTPUT_EXHAUSTED = -1303,
+  NLS_E_SEQUENCE_CUT = -1304,
+  NLS_E_NO_ENTRY_POINT = -1306
+};
+
 /* Opaque handles. A converter handle comes from NLS_NewEncodingConverter and
  * is released with NLS_DeleteEncodingConverter; an enumeration handle comes
  * from NLS_NewEncodingConverterEnumeration and is released with

@@ -102,7 +102,7 @@ TISO2022JPToUnicodeConverter::TISO2022JPToUnicodeConverter()
       fCharset(JisCharset::kAscii),
       fPendingLength(0),
       fPending{} {
-  if (fToUcs2 == nullptr) fStatus = -1002;
+  if (fToUcs2 == nullptr) fStatus = NLS_E_NO_MEMORY;
 }
 
 TISO2022JPToUnicodeConverter::~TISO2022JPToUnicodeConverter() = default;
@@ -116,8 +116,8 @@ int TISO2022JPToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstL
                                           unsigned int dstSize, const unsigned char* src,
                                           unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || srcUsed == nullptr || (src == nullptr && srcLen > 0))
-    return -1009;
-  if (fToUcs2 == nullptr) return -1002;
+    return NLS_E_ARGUMENT;
+  if (fToUcs2 == nullptr) return NLS_E_NO_MEMORY;
   const uint16_t* toUcs2 = fToUcs2;
   // A character needs 2 bytes and leaves 2 for the terminator.
   const unsigned int limit = dstSize >= 2 ? dstSize - 2 : 0;
@@ -205,7 +205,7 @@ TUnicodeToISO2022JPConverter::TUnicodeToISO2022JPConverter()
                          1),
       fFromUcs2(nls::DirectMap(kJisX0208FromUcs2, nls::kFullMapSize)),
       fCharset(JisCharset::kAscii) {
-  if (fFromUcs2 == nullptr) fStatus = -1002;
+  if (fFromUcs2 == nullptr) fStatus = NLS_E_NO_MEMORY;
 }
 
 TUnicodeToISO2022JPConverter::~TUnicodeToISO2022JPConverter() = default;
@@ -216,8 +216,8 @@ int TUnicodeToISO2022JPConverter::Convert(unsigned char* dst, unsigned int* dstL
                                           unsigned int dstSize, const unsigned char* src,
                                           unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || srcUsed == nullptr || (src == nullptr && srcLen > 0))
-    return -1009;
-  if (fFromUcs2 == nullptr) return -1002;
+    return NLS_E_ARGUMENT;
+  if (fFromUcs2 == nullptr) return NLS_E_NO_MEMORY;
   const uint16_t* fromUcs2 = fFromUcs2;
   // Output bytes never reach the last byte of dst: it is kept for the NUL.
   const unsigned int limit = dstSize >= 1 ? dstSize - 1 : 0;

@@ -23,15 +23,15 @@ extern "C" {
 
 int NLS_NewEncodingConverter(const char* from, const char* to, NLS_ConverterHandle* out) {
   if (from == nullptr || to == nullptr || out == nullptr) {
-    nls::AssertLine(144, nls::unit::kNlsenc);
+    nls::AssertLine(nls::site::kNewConverterArgument);
     if (out != nullptr) *out = nullptr;
-    return -1009;
+    return NLS_E_ARGUMENT;
   }
   EncodingConverter* object = new (std::nothrow) EncodingConverter(from, to);
   if (object == nullptr) {
-    nls::AssertLine(147, nls::unit::kNlsenc);
+    nls::AssertLine(nls::site::kNewConverterNoObject);
     *out = nullptr;
-    return -1002;
+    return NLS_E_NO_MEMORY;
   }
   const int status = object->status();
   if (status == 1) {
@@ -44,7 +44,7 @@ int NLS_NewEncodingConverter(const char* from, const char* to, NLS_ConverterHand
 }
 
 int NLS_DeleteEncodingConverter(NLS_ConverterHandle handle) {
-  if (handle == nullptr) return -1009;
+  if (handle == nullptr) return NLS_E_ARGUMENT;
   delete Object(handle);
   return 1;
 }
@@ -54,9 +54,9 @@ int NLS_ConvertBuffer(const char* from, const char* to, const unsigned char* src
                       unsigned int* produced) {
   if (from == nullptr || to == nullptr || src == nullptr || dst == nullptr || produced == nullptr ||
       dstSize == 0) {
-    nls::AssertLine(85, nls::unit::kNlsenc);
+    nls::AssertLine(nls::site::kConvertBufferArgument);
     if (produced != nullptr) *produced = 0;
-    return -1009;
+    return NLS_E_ARGUMENT;
   }
   // The temporary object lives on the stack: one conversion needs no heap
   // for it (its converter and any remainder are still allocated), nor, for
@@ -74,39 +74,39 @@ int NLS_ConvertBuffer(const char* from, const char* to, const unsigned char* src
 int NLS_ConvertStreamBuffer(NLS_ConverterHandle handle, const unsigned char* src,
                             unsigned int srcLen, unsigned char* dst, unsigned int dstSize,
                             unsigned int* produced) {
-  if (handle == nullptr || produced == nullptr) return -1009;
+  if (handle == nullptr || produced == nullptr) return NLS_E_ARGUMENT;
   *produced = Object(handle)->convert(src, srcLen, dst, dstSize);
   return Object(handle)->status();
 }
 
 int NLS_GetConversionOverflowSize(NLS_ConverterHandle handle, unsigned int* size) {
-  if (handle == nullptr || size == nullptr) return -1009;
+  if (handle == nullptr || size == nullptr) return NLS_E_ARGUMENT;
   *size = 7 * Object(handle)->remainderSize();
   return 1;
 }
 
 int NLS_ConverterGetOverflow(NLS_ConverterHandle handle, unsigned char* dst, unsigned int dstSize,
                              unsigned int* produced) {
-  if (handle == nullptr || produced == nullptr) return -1009;
+  if (handle == nullptr || produced == nullptr) return NLS_E_ARGUMENT;
   *produced = Object(handle)->nextBuffer(dst, dstSize);
   return Object(handle)->status();
 }
 
 int NLS_ResetEncodingConverter(NLS_ConverterHandle handle) {
-  if (handle == nullptr) return -1009;
+  if (handle == nullptr) return NLS_E_ARGUMENT;
   Object(handle)->reset();
   return 1;
 }
 
 int NLS_GetConversionRemSize(NLS_ConverterHandle handle, unsigned int* size) {
-  if (handle == nullptr || size == nullptr) return -1009;
+  if (handle == nullptr || size == nullptr) return NLS_E_ARGUMENT;
   *size = Object(handle)->leftoverSize();
   return 1;
 }
 
 int NLS_GetConversionRem(NLS_ConverterHandle handle, unsigned char* dst, unsigned int dstSize,
                          unsigned int* count) {
-  if (handle == nullptr || count == nullptr) return -1009;
+  if (handle == nullptr || count == nullptr) return NLS_E_ARGUMENT;
   *count = Object(handle)->leftover(dst, dstSize);
   return Object(handle)->status();
 }
@@ -122,8 +122,8 @@ int NLS_EncodingConverterExists(const char* from, const char* to) {
 
 int NLS_RegisterStaticLibrary(const NLS_StaticConverterEntry* list) {
   if (list == nullptr) {
-    nls::AssertLine(112, nls::unit::kNlsenc);
-    return -1009;
+    nls::AssertLine(nls::site::kRegisterNullList);
+    return NLS_E_ARGUMENT;
   }
   EncodingConverter::registerStaticLibrary(
       reinterpret_cast<char*>(const_cast<NLS_StaticConverterEntry*>(list)));

@@ -53,7 +53,7 @@ int NLS_DetectEncodingForBuffer(const unsigned char* buffer, unsigned int length
     return 1;
   }
   *count = 0;
-  return -1016;
+  return NLS_E_NOT_RECOGNISED;
 }
 
 int NLS_DetectEncodingForUCS2(const void* /*text*/, unsigned int /*length*/,

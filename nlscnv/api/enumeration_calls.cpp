@@ -18,32 +18,32 @@ extern "C" {
 
 int NLS_NewEncodingConverterEnumeration(const char* from, const char* to,
                                         NLS_EnumerationHandle* out) {
-  if (out == nullptr) return -1009;
+  if (out == nullptr) return NLS_E_ARGUMENT;
   EncondingConverterList* list = new (std::nothrow) EncondingConverterList(from, to);
   *out = list;
   if (list == nullptr) {
-    nls::AssertLine(291, nls::unit::kNlsenc);
-    return -1015;
+    nls::AssertLine(nls::site::kNewEnumerationNoObject);
+    return NLS_E_NO_ENUMERATION;
   }
   return 1;
 }
 
 int NLS_DeleteEncodingConverterEnumeration(NLS_EnumerationHandle handle) {
-  if (handle == nullptr) return -1009;
+  if (handle == nullptr) return NLS_E_ARGUMENT;
   delete List(handle);
   return 1;
 }
 
 int NLS_CountEncodingConverters(NLS_EnumerationHandle handle, unsigned int* count) {
-  if (handle == nullptr || count == nullptr) return -1009;
+  if (handle == nullptr || count == nullptr) return NLS_E_ARGUMENT;
   *count = List(handle)->count();
   return 1;
 }
 
 int NLS_GetEncodingConverterListItem(NLS_EnumerationHandle handle, unsigned int index,
                                      char* fromBuffer, char* toBuffer) {
-  if (handle == nullptr) return -1009;
-  if (index >= List(handle)->count()) return -1009;
+  if (handle == nullptr) return NLS_E_ARGUMENT;
+  if (index >= List(handle)->count()) return NLS_E_ARGUMENT;
   List(handle)->index(index, fromBuffer, toBuffer);
   return 1;
 }

@@ -7,10 +7,6 @@
 #include "nlscnv/registry/encoding_registry.h"
 #include "nlscnv/support/diagnostics.h"
 
-namespace {
-constexpr char kPivot[] = "ISO-10646-UCS-2";
-}
-
 EncondingConverterList::EncondingConverterList(const char* from, const char* to)
     : fStatus(1),
       fFromPattern(EncodingConverter::normalizedEncodingName(from)),
@@ -20,27 +16,27 @@ EncondingConverterList::EncondingConverterList(const char* from, const char* to)
       fToNames(nullptr),
       fRegistry(EncodingConverter::getEncodingRegistry()) {
   if (fRegistry == nullptr) {
-    fStatus = -1002;  // the registry could not be allocated: an empty list
+    fStatus = NLS_E_NO_MEMORY;  // the registry could not be allocated: an empty list
     return;
   }
   const unsigned int slots = static_cast<unsigned int>(fRegistry->EncodingCount());
   fFromNames = new (std::nothrow) const char*[slots];
   if (fFromNames == nullptr) {
-    nls::AssertLine(553, nls::unit::kEnconv);
-    fStatus = -1002;
+    nls::AssertLine(nls::site::kListNoSourceArray);
+    fStatus = NLS_E_NO_MEMORY;
     return;
   }
   fToNames = new (std::nothrow) const char*[slots];
   if (fToNames == nullptr) {
-    nls::AssertLine(554, nls::unit::kEnconv);
-    fStatus = -1002;
+    nls::AssertLine(nls::site::kListNoDestinationArray);
+    fStatus = NLS_E_NO_MEMORY;
     return;
   }
   fRegistry->ListEncodingConverters(fFromPattern, fToPattern, fFromNames, fToNames, slots, &fCount);
   if (fCount > slots) fCount = slots;  // matches past the arrays were only counted
   if (fCount == 0 && fFromPattern[0] != '*' && fToPattern[0] != '*') {
-    TEncodingEntry* first = fRegistry->FindEncoding(fFromPattern, kPivot);
-    TEncodingEntry* second = fRegistry->FindEncoding(kPivot, fToPattern);
+    TEncodingEntry* first = fRegistry->FindEncoding(fFromPattern, NLS_PIVOT_ENCODING);
+    TEncodingEntry* second = fRegistry->FindEncoding(NLS_PIVOT_ENCODING, fToPattern);
     if (first != nullptr && second != nullptr && slots > 0) {
       fFromNames[0] = first->GetSourceEncodingName();
       fToNames[0] = second->GetDestinationEncodingName();
@@ -64,7 +60,7 @@ void EncondingConverterList::index(unsigned int i, char* from, char* to) {
   if (i >= fCount) {
     from[0] = '\0';
     to[0] = '\0';
-    fStatus = -1009;
+    fStatus = NLS_E_ARGUMENT;
     return;
   }
   std::strcpy(from, fFromNames[i]);

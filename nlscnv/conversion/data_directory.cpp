@@ -18,7 +18,7 @@ void EncodingConverter::setDataDirectory(const char* dir) {
   if (dir == nullptr || dir[0] == '\0') {
     path = new (std::nothrow) char[subdirectory + 3];
     if (path == nullptr) {
-      nls::AssertLine(168, nls::unit::kEnconv);
+      nls::AssertLine(nls::site::kDefaultDirectoryNoMemory);
       return;
     }
     std::strcpy(path, ".");
@@ -27,7 +27,7 @@ void EncodingConverter::setDataDirectory(const char* dir) {
     const size_t base = std::strlen(dir);
     path = new (std::nothrow) char[base + subdirectory + 2];
     if (path == nullptr) {
-      nls::AssertLine(181, nls::unit::kEnconv);
+      nls::AssertLine(nls::site::kDirectoryNoMemory);
       return;
     }
     std::memcpy(path, dir, base + 1);

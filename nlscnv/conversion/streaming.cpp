@@ -9,7 +9,7 @@
 unsigned int EncodingConverter::convert(const unsigned char* src, unsigned int srcLen,
                                         unsigned char* dst, unsigned int dstSize) {
   if (fConverter == nullptr) {
-    fStatus = -1014;
+    fStatus = NLS_E_NO_CONVERTER;
     return 0;
   }
   unsigned int produced = 0;
@@ -30,7 +30,7 @@ unsigned int EncodingConverter::convert(const unsigned char* src, unsigned int s
         // Keep what fits in the buffer we have and say that the rest is lost.
         fRemainderSize = fRemainderCapacity;
         if (fRemainderSize != 0) std::memmove(fRemainder, src + consumed, fRemainderSize);
-        fStatus = -1002;
+        fStatus = NLS_E_NO_MEMORY;
         return produced;
       }
       std::memcpy(grown, src + consumed, rest);
@@ -44,8 +44,8 @@ unsigned int EncodingConverter::convert(const unsigned char* src, unsigned int s
 
 unsigned int EncodingConverter::nextBuffer(unsigned char* dst, unsigned int dstSize) {
   if (dst == nullptr || dstSize == 0) {
-    nls::AssertLine(337, nls::unit::kEnconv);
-    fStatus = -1009;
+    nls::AssertLine(nls::site::kOverflowArgument);
+    fStatus = NLS_E_ARGUMENT;
     return 0;
   }
   return convert(fRemainder, fRemainderSize, dst, dstSize);
@@ -77,7 +77,7 @@ unsigned int EncodingConverter::resultBufferSize(const unsigned char* src, unsig
   EnsureRegistry();
   EncodingConverter* temporary = new (std::nothrow) EncodingConverter(from, to);
   if (temporary == nullptr) {
-    nls::AssertLine(437, nls::unit::kEnconv);
+    nls::AssertLine(nls::site::kResultSizeNoObject);
     return 0;
   }
   unsigned int size = 0;

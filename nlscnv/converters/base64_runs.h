@@ -292,7 +292,7 @@ int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int
   int status = 1;
   if (!full) {  // the end of the input ends the run and the conversion
     if (s.shifted) closeRun(false);
-    if (s.malformed) status = -1302;
+    if (s.malformed) status = NLS_E_MALFORMED;
     s.malformed = false;
   }
   s.count = static_cast<uint8_t>(count);

@@ -28,7 +28,7 @@ TEUCSToUnicodeConverter::~TEUCSToUnicodeConverter() = default;
 int TEUCSToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
-  if (dstSize == 0) nls::AssertLine(97, nls::unit::kEucscn);
+  if (dstSize == 0) nls::AssertLine(nls::site::kEscapedToUcs2NoRoom);
   unsigned int in = 0;
   unsigned int out = 0;
   while (in < srcLen) {
@@ -88,7 +88,7 @@ TUnicodeToEUCSConverter::~TUnicodeToEUCSConverter() = default;
 int TUnicodeToEUCSConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
-  if (dstSize == 0) nls::AssertLine(155, nls::unit::kEucscn);
+  if (dstSize == 0) nls::AssertLine(nls::site::kUcs2ToEscapedNoRoom);
   // toHex depends only on its argument (0-15 here): ask it once per call for
   // the sixteen digits instead of four times per escaped unit.
   char digits[16];

@@ -26,7 +26,7 @@ int TLatin1EncodingConverter::ConvertToUnicode(unsigned char* dst, unsigned int*
                                                unsigned int dstSize, const unsigned char* src,
                                                unsigned int srcLen, unsigned int* srcUsed) {
   if (dst == nullptr || dstLen == nullptr || src == nullptr || dstSize == 0 || srcLen == 0)
-    return -1009;
+    return NLS_E_ARGUMENT;
   const unsigned n = std::min(srcLen, (dstSize - 1) / 2);
   nls::WidenBytes(dst, src, n);
   if (dstSize - 2 * n >= 2) nls::StoreUnit16(dst + 2 * n, 0);
@@ -42,7 +42,7 @@ int TLatin1EncodingConverter::ConvertFromUnicode(unsigned char* dst, unsigned in
                                                  unsigned int srcLen, unsigned int* srcUsed) {
   const unsigned n = std::min(srcLen / 2, dstSize == 0 ? 0 : dstSize - 1);
   nls::NarrowUnits(dst, src, n);
-  if (n == dstSize) nls::AssertLine(40, nls::unit::kLat1cn);
+  if (n == dstSize) nls::AssertLine(nls::site::kLatin1OutputUsedUp);
   *dstLen = n;
   *srcUsed = 2 * n;
   if (n < dstSize) dst[n] = 0;

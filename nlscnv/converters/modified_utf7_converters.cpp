@@ -144,8 +144,8 @@ int TUnicodeToModifiedUTF7Converter::Convert(unsigned char* dst, unsigned int* d
                                              unsigned int dstSize, const unsigned char* src,
                                              unsigned int srcLen, unsigned int* srcUsed) {
   fRun.shifted = shifted != 0;
-  const int result =
-      nls::EncodeBase64Runs<ModifiedUtf7>(fRun, -1303, dst, dstLen, dstSize, src, srcLen, srcUsed);
+  const int result = nls::EncodeBase64Runs<ModifiedUtf7>(fRun, NLS_E_OUTPUT_EXHAUSTED, dst, dstLen,
+                                                         dstSize, src, srcLen, srcUsed);
   shifted = fRun.shifted ? 1 : 0;
   return result;
 }
@@ -155,8 +155,8 @@ int TUnicodeToModifiedUTF7Converter::ConvertReference(unsigned char* dst, unsign
                                                       const unsigned char* src, unsigned int srcLen,
                                                       unsigned int* srcUsed) {
   fRun.shifted = shifted != 0;
-  const int result = nls::EncodeBase64Runs<ModifiedUtf7, false>(fRun, -1303, dst, dstLen, dstSize,
-                                                                src, srcLen, srcUsed);
+  const int result = nls::EncodeBase64Runs<ModifiedUtf7, false>(
+      fRun, NLS_E_OUTPUT_EXHAUSTED, dst, dstLen, dstSize, src, srcLen, srcUsed);
   shifted = fRun.shifted ? 1 : 0;
   return result;
 }

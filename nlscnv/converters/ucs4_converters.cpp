@@ -12,7 +12,7 @@ TUCS4ToUnicodeConverter::~TUCS4ToUnicodeConverter() = default;
 int TUCS4ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
-  if (dstSize == 0) nls::AssertLine(34, nls::unit::kUcs4cn);
+  if (dstSize == 0) nls::AssertLine(nls::site::kUcs4ToUcs2NoRoom);
   unsigned int in = 0;
   unsigned int out = 0;
   // Both a single unit and a pair need 4 bytes of room.
@@ -47,7 +47,7 @@ TUnicodeToUCS4Converter::~TUnicodeToUCS4Converter() = default;
 int TUnicodeToUCS4Converter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
-  if (dstSize == 0) nls::AssertLine(67, nls::unit::kUcs4cn);
+  if (dstSize == 0) nls::AssertLine(nls::site::kUcs2ToUcs4NoRoom);
   unsigned int in = 0;
   unsigned int out = 0;
   while (srcLen - in >= 2 && dstSize - out >= 8) {

@@ -510,7 +510,7 @@ int DecodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
     const unsigned char lead = src[in];
     const unsigned int trail = static_cast<unsigned int>(bytesFromUTF8[lead]);
     if (trail >= srcLen - in) {  // the whole sequence is not in the input
-      status = -1304;
+      status = NLS_E_SEQUENCE_CUT;
       break;
     }
     uint32_t value = 0;
@@ -636,7 +636,7 @@ int EncodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
     }
     const unsigned int length = units == 2 ? 4 : (value < 0x80 ? 1 : value < 0x800 ? 2 : 3);
     if (dstSize - out < length) {
-      status = -1304;
+      status = NLS_E_SEQUENCE_CUT;
       break;
     }
     for (unsigned int k = length - 1; k > 0; --k) {

@@ -86,15 +86,15 @@ int TTwoStageConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsign
   uint64_t capacity = 2 * static_cast<uint64_t>(srcLen > dstSize ? srcLen : dstSize);
   if (capacity < firstSize) capacity = firstSize;
   if (!EnsureCapacity(capacity)) {
-    nls::AssertLine(60, nls::unit::kTwoStage);
-    return -1002;
+    nls::AssertLine(nls::site::kIntermediateNoMemory);
+    return NLS_E_NO_MEMORY;
   }
 
   fIntermediateLength = 0;
   if (srcLen > 0) {
     int first = fFirstStage->Convert(fIntermediate, &fIntermediateLength,
                                      static_cast<unsigned int>(capacity), src, srcLen, srcUsed);
-    if (first != 1) nls::AssertLine(63, nls::unit::kTwoStage);
+    if (first != 1) nls::AssertLine(nls::site::kFirstStageIncomplete);
   }
 
   unsigned int produced = 0;

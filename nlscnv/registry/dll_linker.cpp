@@ -46,14 +46,14 @@ const char* TEntryPoint::getSecondaryKey() { return nullptr; }
 
 TDLLLinker::TDLLLinker(const NLS_StaticConverterEntry* entries, unsigned int count,
                        const char* defaultLibraryPath)
-    : fStatus(-1100),
+    : fStatus(NLS_E_NOT_CONSTRUCTED),
       fDefaultLibraryPath(defaultLibraryPath),
       fLibraries(nullptr),
       fOwnedLibraryPath(nullptr) {
   NLS_Library* library = NewLibraryRecord();
   if (library == nullptr) {
-    nls::AssertLine(159, nls::unit::kLinker);
-    fStatus = -1002;
+    nls::AssertLine(nls::site::kBuiltinLibraryNoMemory);
+    fStatus = NLS_E_NO_MEMORY;
     return;
   }
   std::memcpy(library->name, kNLSStaticLibraryName, sizeof kNLSStaticLibraryName);
@@ -61,9 +61,9 @@ TDLLLinker::TDLLLinker(const NLS_StaticConverterEntry* entries, unsigned int cou
   // One pair more than the records: a null name ends the table.
   library->entries = new (std::nothrow) NLS_LibraryEntry[count + 1];
   if (library->entries == nullptr) {
-    nls::AssertLine(175, nls::unit::kLinker);
+    nls::AssertLine(nls::site::kBuiltinEntriesNoMemory);
     DestroyLibrary(library);
-    fStatus = -1002;
+    fStatus = NLS_E_NO_MEMORY;
     return;
   }
   for (unsigned int i = 0; i < count; ++i) {
@@ -95,9 +95,9 @@ int TDLLLinker::SetDefaultLibraryPath(const char* path) {
   size_t size = path == nullptr ? 1 : std::strlen(path) + 1;
   char* copy = static_cast<char*>(std::malloc(size));
   if (copy == nullptr) {
-    nls::AssertLine(207, nls::unit::kLinker);
-    fStatus = -1002;
-    return -1002;
+    nls::AssertLine(nls::site::kLibraryPathNoMemory);
+    fStatus = NLS_E_NO_MEMORY;
+    return NLS_E_NO_MEMORY;
   }
   std::memcpy(copy, path == nullptr ? "" : path, size);
   std::free(fOwnedLibraryPath);
@@ -108,13 +108,13 @@ int TDLLLinker::SetDefaultLibraryPath(const char* path) {
 }
 
 char* TDLLLinker::GetDefaultLibraryPath() {
-  if (fDefaultLibraryPath == nullptr) nls::AssertLine(227, nls::unit::kLinker);
+  if (fDefaultLibraryPath == nullptr) nls::AssertLine(nls::site::kNoLibraryPath);
   return const_cast<char*>(fDefaultLibraryPath);
 }
 
 NLS_Library* TDLLLinker::NLS_FindLibrary(const char* libraryName) {
   if (fLibraries == nullptr) {
-    nls::AssertLine(303, nls::unit::kLinker);
+    nls::AssertLine(nls::site::kNoLibraryList);
     return nullptr;
   }
   if (libraryName == nullptr) return nullptr;
@@ -137,15 +137,15 @@ int TDLLLinker::NLS_LoadLibrary(const char* libraryName) {
   // A name whose file name would not fit cannot be loaded.
   if (libraryName == nullptr ||
       strnlen(libraryName, kNLSMaxLibraryNameLength + 1) > kNLSMaxLibraryNameLength) {
-    nls::AssertLine(266, nls::unit::kLinker);
-    fStatus = -1300;
-    return -1300;
+    nls::AssertLine(nls::site::kLibraryNotLoaded);
+    fStatus = NLS_E_LIBRARY;
+    return NLS_E_LIBRARY;
   }
   NLS_Library* library = NewLibraryRecord();
   if (library == nullptr) {
-    nls::AssertLine(255, nls::unit::kLinker);
-    fStatus = -1002;
-    return -1002;
+    nls::AssertLine(nls::site::kLibraryRecordNoMemory);
+    fStatus = NLS_E_NO_MEMORY;
+    return NLS_E_NO_MEMORY;
   }
   std::memcpy(library->name, libraryName, std::strlen(libraryName) + 1);
   Platform_LoadDynamicLibrary(library);
@@ -153,8 +153,8 @@ int TDLLLinker::NLS_LoadLibrary(const char* libraryName) {
     // The reason is in the status, unless another thread's search has
     // overwritten it meanwhile.
     int status = fStatus;
-    if (status == 1) status = -1300;
-    nls::AssertLine(266, nls::unit::kLinker);
+    if (status == 1) status = NLS_E_LIBRARY;
+    nls::AssertLine(nls::site::kLibraryNotLoaded);
     DestroyLibrary(library);
     fStatus = status;
     return status;
@@ -197,8 +197,8 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   char fileName[kFileNameSize];
   size_t nameLength = strnlen(library->name, sizeof library->name);
   if (fDefaultLibraryPath == nullptr || nameLength > kNLSMaxLibraryNameLength) {
-    nls::AssertLine(499, nls::unit::kLinker);
-    fStatus = -1300;
+    nls::AssertLine(nls::site::kOpenFailed);
+    fStatus = NLS_E_LIBRARY;
     return;
   }
   std::memcpy(fileName, "lib", 3);
@@ -209,8 +209,8 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   size_t fileLength = std::strlen(fileName);
   char* path = new (std::nothrow) char[directoryLength + fileLength + 1];
   if (path == nullptr) {
-    nls::AssertLine(499, nls::unit::kLinker);
-    fStatus = -1002;
+    nls::AssertLine(nls::site::kOpenFailed);
+    fStatus = NLS_E_NO_MEMORY;
     return;
   }
   std::memcpy(path, fDefaultLibraryPath, directoryLength);
@@ -220,8 +220,8 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   dlerror();  // leave no error state behind for the host
   delete[] path;
   if (handle == nullptr) {
-    nls::AssertLine(499, nls::unit::kLinker);
-    fStatus = -1300;
+    nls::AssertLine(nls::site::kOpenFailed);
+    fStatus = NLS_E_LIBRARY;
     return;
   }
   library->handle = handle;
@@ -231,9 +231,9 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
 int TDLLLinker::NLS_UnloadLibrary(const char* libraryName) {
   NLS_Library* library = NLS_FindLibrary(libraryName);
   if (library == nullptr) {
-    nls::AssertLine(526, nls::unit::kLinker);
-    fStatus = -1300;
-    return -1300;
+    nls::AssertLine(nls::site::kUnloadUnknownLibrary);
+    fStatus = NLS_E_LIBRARY;
+    return NLS_E_LIBRARY;
   }
   if (--library->referenceCount == 0) {
     Platform_UnloadDynamicLibrary(library);
@@ -251,7 +251,7 @@ int TDLLLinker::NLS_UnloadLibrary(const char* libraryName) {
 }
 
 void TDLLLinker::Platform_UnloadDynamicLibrary(NLS_Library* library) {
-  if (fLibraries == nullptr) nls::AssertLine(578, nls::unit::kLinker);
+  if (fLibraries == nullptr) nls::AssertLine(nls::site::kUnloadWithoutList);
   if (library != nullptr && library->handle != nullptr) {
     dlclose(library->handle);
     library->handle = nullptr;
@@ -264,7 +264,7 @@ void* TDLLLinker::NLS_FindSymbolInLibrary(const char* libraryName, const char* e
     const int loaded = NLS_LoadLibrary(libraryName);
     fStatus = loaded;
     if (loaded != 1) {
-      nls::AssertLine(628, nls::unit::kLinker);
+      nls::AssertLine(nls::site::kSymbolLibraryNotLoaded);
       return nullptr;
     }
     library = NLS_FindLibrary(libraryName);
@@ -274,8 +274,8 @@ void* TDLLLinker::NLS_FindSymbolInLibrary(const char* libraryName, const char* e
 
 void* TDLLLinker::Platform_FindSymbolInLibrary(NLS_Library* library, const char* entryName) {
   if (library == nullptr || entryName == nullptr) {
-    nls::AssertLine(library == nullptr ? 652 : 653, nls::unit::kLinker);
-    fStatus = -1009;
+    nls::AssertLine(library == nullptr ? nls::site::kSymbolNoLibrary : nls::site::kSymbolNoName);
+    fStatus = NLS_E_ARGUMENT;
     return nullptr;
   }
   TEntryPoint* cached = static_cast<TEntryPoint*>(library->entryPoints->lookup(entryName, nullptr));
@@ -296,8 +296,8 @@ void* TDLLLinker::Platform_FindSymbolInLibrary(NLS_Library* library, const char*
     function = dlsym(library->handle, entryName);
   }
   if (function == nullptr) {
-    nls::AssertLine(733, nls::unit::kLinker);
-    fStatus = -1306;
+    nls::AssertLine(nls::site::kSymbolNotFound);
+    fStatus = NLS_E_NO_ENTRY_POINT;
     return nullptr;
   }
 

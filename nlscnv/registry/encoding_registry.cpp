@@ -5,14 +5,12 @@
 #include <cstring>
 #include <new>
 
-#include "nlscnv/conversion/encoding_converter.h"
 #include "nlscnv/registry/dll_linker.h"
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/support/nls_mutex.h"
 
 namespace {
 
-constexpr char kPivot[] = "ISO-10646-UCS-2";
 constexpr char kNoDetector[] = "#";
 
 bool IsWildcard(const char* pattern) { return pattern == nullptr || pattern[0] == '*'; }
@@ -40,53 +38,60 @@ bool AddNew(TRegistry* registry, Names... names) {
   return true;
 }
 
+// Registry objects are numbered from 1 so that remembered pairs of a
+// destroyed registry never match a new one at the same address.
+uint64_t NextSerial() {
+  static std::atomic<uint64_t> next{1};
+  return next.fetch_add(1, std::memory_order_relaxed);
+}
+
 }  // namespace
 
-TEncodingRegistry::TEncodingRegistry()
+TEncodingRegistry::TEncodingRegistry(const char* dataDirectory)
     : fEncodings(nullptr),
       fAliases(nullptr),
       fJavaToNormalized(nullptr),
       fNormalizedToJava(nullptr),
       fLinker(nullptr),
       fDataDirectory(nullptr),
-      fStatus(-1100) {
+      fStatus(NLS_E_NOT_CONSTRUCTED),
+      fSerial(NextSerial()) {
   NLSMutex lock;
-  int failedLine = 0;
+  const nls::DiagnosticSite* failed = nullptr;
   if ((fEncodings = NewContainer()) == nullptr) {
-    failedLine = 57;
+    failed = &nls::site::kNoEncodingTable;
   } else if ((fAliases = NewContainer()) == nullptr) {
-    failedLine = 59;
+    failed = &nls::site::kNoAliasTable;
   } else if ((fJavaToNormalized = NewContainer()) == nullptr) {
-    failedLine = 61;
+    failed = &nls::site::kNoJavaTable;
   } else if ((fNormalizedToJava = NewContainer()) == nullptr) {
-    failedLine = 63;
-  } else if ((fLinker = new (std::nothrow) TDLLLinker(fStaticEntryList, fStaticEntryListLength,
-                                                      EncodingConverter::getDataDirectory())) ==
-             nullptr) {
-    failedLine = 67;
+    failed = &nls::site::kNoReverseJavaTable;
+  } else if ((fLinker = new (std::nothrow)
+                  TDLLLinker(fStaticEntryList, fStaticEntryListLength, dataDirectory)) == nullptr) {
+    failed = &nls::site::kNoLoader;
   } else if (fLinker->GetStatus() != 1) {
-    failedLine = 68;
+    failed = &nls::site::kLoaderFailed;
   }
-  for (uint32_t i = 0; failedLine == 0 && i < fStaticEntryListLength; ++i) {
+  for (uint32_t i = 0; failed == nullptr && i < fStaticEntryListLength; ++i) {
     const NLS_StaticConverterEntry& row = fStaticEntryList[i];
     if (!AddNew<TEncodingEntry>(fEncodings, row.from, row.to, kNLSStaticLibraryName,
                                 row.entryPointName, kNoDetector)) {
-      failedLine = 76;
+      failed = &nls::site::kBuiltinEntryNoMemory;
     } else if (!AddNew<TAliasEntry>(fAliases, row.from, row.from)) {
-      failedLine = 83;
+      failed = &nls::site::kBuiltinSourceAliasNoMemory;
     } else if (!AddNew<TAliasEntry>(fAliases, row.to, row.to)) {
-      failedLine = 87;
+      failed = &nls::site::kBuiltinDestinationAliasNoMemory;
     }
   }
-  for (uint32_t i = 0; failedLine == 0 && i < fStaticAliasListLength; ++i) {
+  for (uint32_t i = 0; failed == nullptr && i < fStaticAliasListLength; ++i) {
     if (!AddNew<TAliasEntry>(fAliases, fStaticAliasList[i][0], fStaticAliasList[i][1])) {
-      failedLine = 95;
+      failed = &nls::site::kBuiltinAliasNoMemory;
     }
   }
-  if (failedLine != 0) {
-    nls::AssertLine(failedLine, nls::unit::kReg);
+  if (failed != nullptr) {
+    nls::AssertLine(*failed);
     ReleaseAll();
-    fStatus = -1002;
+    fStatus = NLS_E_NO_MEMORY;
     return;
   }
   fStatus = 1;
@@ -113,19 +118,19 @@ void TEncodingRegistry::ReleaseAll() {
 int TEncodingRegistry::Initialize(const char* dataDirectory) {
   NLSMutex lock;
   if (dataDirectory == nullptr) {
-    nls::AssertLine(158, nls::unit::kReg);
-    fStatus = -1009;
+    nls::AssertLine(nls::site::kNullDataDirectory);
+    fStatus = NLS_E_ARGUMENT;
     return fStatus;
   }
   // A failed construction left nothing to fill.
-  if (fEncodings == nullptr) return -1002;
+  if (fEncodings == nullptr) return NLS_E_NO_MEMORY;
 
   fStatus = 1;
   const size_t directoryLength = std::strlen(dataDirectory);
   char* copy = new (std::nothrow) char[directoryLength + 1];
   if (copy == nullptr) {
-    nls::AssertLine(164, nls::unit::kReg);
-    fStatus = -1002;
+    nls::AssertLine(nls::site::kDataDirectoryNoMemory);
+    fStatus = NLS_E_NO_MEMORY;
     return fStatus;
   }
   std::memcpy(copy, dataDirectory, directoryLength + 1);
@@ -135,20 +140,23 @@ int TEncodingRegistry::Initialize(const char* dataDirectory) {
   struct RegistryFile {
     const char* name;
     int (TEncodingRegistry::*read)(FILE*);
-    int pathFailedLine;
-    int readFailedLine;
+    nls::DiagnosticSite pathFailed;
+    nls::DiagnosticSite readFailed;
   };
   static const RegistryFile kFiles[] = {
-      {"encreg.txt", &TEncodingRegistry::ReadEncodingRegistry, 172, 186},
-      {"aliasreg.txt", &TEncodingRegistry::ReadAliasRegistry, 201, 215},
-      {"javareg.txt", &TEncodingRegistry::ReadJavaAliasRegistry, 224, 238},
+      {"encreg.txt", &TEncodingRegistry::ReadEncodingRegistry, nls::site::kEncregPathNoMemory,
+       nls::site::kEncregFailed},
+      {"aliasreg.txt", &TEncodingRegistry::ReadAliasRegistry, nls::site::kAliasregPathNoMemory,
+       nls::site::kAliasregFailed},
+      {"javareg.txt", &TEncodingRegistry::ReadJavaAliasRegistry, nls::site::kJavaregPathNoMemory,
+       nls::site::kJavaregFailed},
   };
   for (const RegistryFile& registryFile : kFiles) {
     // The directory ends in "/": the file name follows it directly.
     char* path = new (std::nothrow) char[directoryLength + 64];
     if (path == nullptr) {
-      nls::AssertLine(registryFile.pathFailedLine, nls::unit::kReg);
-      fStatus = -1002;
+      nls::AssertLine(registryFile.pathFailed);
+      fStatus = NLS_E_NO_MEMORY;
       return fStatus;
     }
     std::memcpy(path, dataDirectory, directoryLength);
@@ -163,7 +171,7 @@ int TEncodingRegistry::Initialize(const char* dataDirectory) {
     std::fclose(file);
     delete[] path;
     if (fStatus != 1) {
-      nls::AssertLine(registryFile.readFailedLine, nls::unit::kReg);
+      nls::AssertLine(registryFile.readFailed);
       return fStatus;
     }
   }
@@ -184,7 +192,7 @@ const char* TEncodingRegistry::NormalizeEncodingName(const char* name) {
   TAliasEntry* identity = new (std::nothrow) TAliasEntry(name, name);
   if (identity == nullptr || !fAliases->addEntry(identity)) {
     delete identity;
-    nls::AssertLine(479, nls::unit::kReg);
+    nls::AssertLine(nls::site::kRememberNameNoMemory);
     return "";
   }
   return identity->fNormalized;
@@ -196,7 +204,7 @@ TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(const char* sourc
   TEncodingEntry* entry = FindEncoding(source, destination);
   if (entry == nullptr) {
     // The caller goes on with the two-stage path: no diagnostic here.
-    fStatus = -1301;
+    fStatus = NLS_E_NO_CONVERSION;
     return nullptr;
   }
   return CreateEncodingConverter(entry, factory);
@@ -205,8 +213,8 @@ TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(const char* sourc
 TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(TEncodingEntry* entry,
                                                                NLS_ConverterFactory* factory) {
   if (entry == nullptr || fLinker == nullptr) {
-    nls::AssertLine(525, nls::unit::kReg);
-    fStatus = fLinker != nullptr ? fLinker->GetStatus() : -1002;
+    nls::AssertLine(nls::site::kNoEntryOrLoader);
+    fStatus = fLinker != nullptr ? fLinker->GetStatus() : NLS_E_NO_MEMORY;
     return nullptr;
   }
   char library[kNLSNameFieldSize];
@@ -214,7 +222,7 @@ TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(TEncodingEntry* e
   entry->GetConverterEntry(library, entryPoint);
   void* function = fLinker->NLS_FindSymbolInLibrary(library, entryPoint);
   if (function == nullptr) {
-    nls::AssertLine(533, nls::unit::kReg);
+    nls::AssertLine(nls::site::kNoConverterEntryPoint);
     fStatus = fLinker->GetStatus();
     return nullptr;
   }
@@ -225,8 +233,8 @@ TEncodingConverter* TEncodingRegistry::CreateEncodingConverter(TEncodingEntry* e
 
 TAutoDetector* TEncodingRegistry::CreateEncodingDetector(const char* name) {
   if (fEncodings == nullptr || fLinker == nullptr) {
-    nls::AssertLine(439, nls::unit::kReg);
-    fStatus = -1002;
+    nls::AssertLine(nls::site::kNoDetector);
+    fStatus = NLS_E_NO_MEMORY;
     return nullptr;
   }
   const char* normalized = NormalizeEncodingName(name);
@@ -241,7 +249,7 @@ TAutoDetector* TEncodingRegistry::CreateEncodingDetector(const char* name) {
     }
   }
   if (entry == nullptr) {
-    nls::AssertLine(439, nls::unit::kReg);
+    nls::AssertLine(nls::site::kNoDetector);
     fStatus = fLinker->GetStatus();
     return nullptr;
   }
@@ -251,7 +259,7 @@ TAutoDetector* TEncodingRegistry::CreateEncodingDetector(const char* name) {
   if (entryPoint[0] == '#') return nullptr;
   void* function = fLinker->NLS_FindSymbolInLibrary(library, entryPoint);
   if (function == nullptr) {
-    nls::AssertLine(451, nls::unit::kReg);
+    nls::AssertLine(nls::site::kNoDetectorEntryPoint);
     fStatus = fLinker->GetStatus();
     return nullptr;
   }
@@ -296,8 +304,8 @@ int TEncodingRegistry::EnumerateEncodingConverters(const char* sourcePattern,
   ApplyCompare(sourcePattern, destinationPattern, nullptr, nullptr, 0, &count);
   if (count != 0) return static_cast<int>(count);
   if (IsWildcard(sourcePattern) || IsWildcard(destinationPattern)) return 0;
-  return FindEncoding(sourcePattern, kPivot) != nullptr &&
-                 FindEncoding(kPivot, destinationPattern) != nullptr
+  return FindEncoding(sourcePattern, NLS_PIVOT_ENCODING) != nullptr &&
+                 FindEncoding(NLS_PIVOT_ENCODING, destinationPattern) != nullptr
              ? 1
              : 0;
 }
@@ -314,15 +322,15 @@ void TEncodingRegistry::RegisterStaticConverters(char* list) {
     }
     if (!AddNew<TEncodingEntry>(fEncodings, record->from, record->to, kNLSStaticLibraryName,
                                 record->entryPointName, kNoDetector)) {
-      nls::AssertLine(618, nls::unit::kReg);
+      nls::AssertLine(nls::site::kHostEntryNoMemory);
       return;
     }
     if (!AddNew<TAliasEntry>(fAliases, record->from, record->from)) {
-      nls::AssertLine(626, nls::unit::kReg);
+      nls::AssertLine(nls::site::kHostSourceAliasNoMemory);
       return;
     }
     if (!AddNew<TAliasEntry>(fAliases, record->to, record->to)) {
-      nls::AssertLine(630, nls::unit::kReg);
+      nls::AssertLine(nls::site::kHostDestinationAliasNoMemory);
       return;
     }
   }

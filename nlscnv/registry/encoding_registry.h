@@ -20,9 +20,10 @@ class TDLLLinker;
 class TEncodingRegistry {
  public:
   // Builds the containers and the library loader and enters the built-in
-  // conversions and aliases, holding the library lock throughout. Status 1,
-  // or -1002 with every pointer null.
-  TEncodingRegistry();
+  // conversions and aliases, holding the library lock throughout; the loader
+  // opens converter libraries from `dataDirectory` (which ends in "/").
+  // Status 1, or -1002 with every pointer null.
+  explicit TEncodingRegistry(const char* dataDirectory);
   virtual ~TEncodingRegistry();
   TEncodingRegistry(const TEncodingRegistry&) = delete;
   TEncodingRegistry& operator=(const TEncodingRegistry&) = delete;
@@ -91,6 +92,25 @@ class TEncodingRegistry {
 
   int AliasCount();
   int EncodingCount();
+
+  // What a name pair resolved to: the canonical names and the factories of
+  // the direct converter (secondFactory null) or of the two stages.
+  struct ResolvedPair {
+    const char* fromName;
+    const char* toName;
+    NLS_ConverterFactory factory;
+    NLS_ConverterFactory secondFactory;
+  };
+  // The last few pairs that made a converter are remembered per thread. A
+  // pair recalled from this registry skips the name normalizations, the
+  // entry lookups and the entry-point lookups, whose outcome cannot have
+  // changed while the registry has gained no alias or conversion (entries
+  // are never removed); the registry's and the loader's statuses are left as
+  // those lookups would have left them. Only lookups without side effects are
+  // skipped: a name is remembered after its normalization has already stored
+  // it.
+  bool RecallPair(const char* from, const char* to, ResolvedPair* pair);
+  void RememberPair(const char* from, const char* to, const ResolvedPair& pair);
   int GetStatus() { return fStatus; }
 
   TRegistry* fEncodings;         // TEncodingEntry, keyed (source, destination)
@@ -101,6 +121,8 @@ class TEncodingRegistry {
   char* fDataDirectory;  // copy of the directory given to Initialize
   // Written by converter creation, which threads run at the same time.
   std::atomic<int32_t> fStatus;
+  // Tells this registry's remembered pairs from those of earlier registries.
+  const uint64_t fSerial;
 
   // The built-in conversions (served by the pseudo-library) and aliases.
   static const NLS_StaticConverterEntry fStaticEntryList[];

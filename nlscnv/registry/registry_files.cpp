@@ -83,7 +83,7 @@ bool TEncodingRegistry::ReadOneAliasLine(FILE* file, char* first, char* second) 
 }
 
 int TEncodingRegistry::ReadEncodingRegistry(FILE* file) {
-  if (fEncodings == nullptr || fAliases == nullptr) return fStatus = -1002;
+  if (fEncodings == nullptr || fAliases == nullptr) return fStatus = NLS_E_NO_MEMORY;
   char source[kNLSNameFieldSize], destination[kNLSNameFieldSize], library[kNLSNameFieldSize];
   char converterEntry[kNLSNameFieldSize], detectorEntry[kNLSNameFieldSize];
   while (ReadOneEncodingLine(file, source, destination, library, converterEntry, detectorEntry)) {
@@ -91,49 +91,50 @@ int TEncodingRegistry::ReadEncodingRegistry(FILE* file) {
         TEncodingEntry(source, destination, library, converterEntry, detectorEntry);
     if (entry == nullptr || !fEncodings->addEntry(entry)) {
       delete entry;
-      nls::AssertLine(274, nls::unit::kReg);
-      return fStatus = -1002;
+      nls::AssertLine(nls::site::kEncregEntryNoMemory);
+      return fStatus = NLS_E_NO_MEMORY;
     }
     // The source name becomes a normalized name; the destination does not.
     TAliasEntry* identity = new (std::nothrow) TAliasEntry(source, source);
     if (identity == nullptr || !fAliases->addEntry(identity)) {
       delete identity;
-      nls::AssertLine(281, nls::unit::kReg);
-      return fStatus = -1002;
+      nls::AssertLine(nls::site::kEncregIdentityNoMemory);
+      return fStatus = NLS_E_NO_MEMORY;
     }
   }
   return fStatus = 1;
 }
 
 int TEncodingRegistry::ReadAliasRegistry(FILE* file) {
-  if (fAliases == nullptr) return fStatus = -1002;
+  if (fAliases == nullptr) return fStatus = NLS_E_NO_MEMORY;
   char alias[kNLSNameFieldSize], normalized[kNLSNameFieldSize];
   while (ReadOneAliasLine(file, alias, normalized)) {
     TAliasEntry* entry = new (std::nothrow) TAliasEntry(alias, normalized);
     if (entry == nullptr || !fAliases->addEntry(entry)) {
       delete entry;
-      nls::AssertLine(360, nls::unit::kReg);
-      return fStatus = -1002;
+      nls::AssertLine(nls::site::kAliasregEntryNoMemory);
+      return fStatus = NLS_E_NO_MEMORY;
     }
   }
   return fStatus = 1;
 }
 
 int TEncodingRegistry::ReadJavaAliasRegistry(FILE* file) {
-  if (fJavaToNormalized == nullptr || fNormalizedToJava == nullptr) return fStatus = -1002;
+  if (fJavaToNormalized == nullptr || fNormalizedToJava == nullptr)
+    return fStatus = NLS_E_NO_MEMORY;
   char javaName[kNLSNameFieldSize], normalized[kNLSNameFieldSize];
   while (ReadOneAliasLine(file, javaName, normalized)) {
     TAliasEntry* toNormalized = new (std::nothrow) TAliasEntry(javaName, normalized);
     if (toNormalized == nullptr || !fJavaToNormalized->addEntry(toNormalized)) {
       delete toNormalized;
-      nls::AssertLine(333, nls::unit::kReg);
-      return fStatus = -1002;
+      nls::AssertLine(nls::site::kJavaEntryNoMemory);
+      return fStatus = NLS_E_NO_MEMORY;
     }
     TAliasEntry* toJava = new (std::nothrow) TAliasEntry(normalized, javaName);
     if (toJava == nullptr || !fNormalizedToJava->addEntry(toJava)) {
       delete toJava;
-      nls::AssertLine(335, nls::unit::kReg);
-      return fStatus = -1002;
+      nls::AssertLine(nls::site::kReverseJavaEntryNoMemory);
+      return fStatus = NLS_E_NO_MEMORY;
     }
   }
   return fStatus = 1;

@@ -46,8 +46,8 @@ int TEncodingConverter::LoadUCS2TableSet(unsigned short, uTableSet* set, int fro
         fromUnicode ? LoadFromUCS2Table(slot.tableId) : LoadToUCS2Table(slot.tableId);
     const ShiftTable* shift = nls::ShiftTableForId(slot.tableId);
     if (table == nullptr || shift == nullptr) {
-      fStatus = -1010;
-      return -1010;
+      fStatus = NLS_E_NO_TABLE;
+      return NLS_E_NO_TABLE;
     }
     set->tables[i] = table;
     set->shiftTables[i] = shift;

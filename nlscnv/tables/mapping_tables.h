@@ -43,7 +43,7 @@ inline uint16_t LookupMappingTable(const uint16_t* table, uint16_t c) {
         if (c == first) return cell[2];
         break;
       default:
-        AssertLine(298, unit::kUtblfunc);
+        AssertLine(site::kBadCellFormat);
         break;
     }
   }

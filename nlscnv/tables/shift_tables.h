@@ -81,7 +81,7 @@ inline bool ScanShiftCell(const ShiftCell& cell, const unsigned char* src, unsig
                           uint16_t* code, unsigned* length) {
   static constexpr uint8_t kReads[6] = {1, 2, 2, 2, 2, 3};
   if (cell.cellClass > 5) {
-    AssertLine(570, unit::kUtblfunc);
+    AssertLine(site::kScanBadCellClass);
     return false;
   }
   if (avail < cell.length || avail < kReads[cell.cellClass]) return false;
@@ -149,7 +149,7 @@ inline bool ScanShift(const ShiftTable* shift, const unsigned char* src, unsigne
       *length = 4;
       return true;
     default:
-      AssertLine(644, unit::kUtblfunc);
+      AssertLine(site::kScanBadTableClass);
       return false;
   }
 }
@@ -159,7 +159,7 @@ inline bool GenerateShiftCell(const ShiftCell& cell, uint16_t code, unsigned cha
                               unsigned room, unsigned* length) {
   static constexpr uint8_t kWrites[6] = {1, 2, 2, 2, 2, 3};
   if (cell.cellClass > 5) {
-    AssertLine(124, unit::kUtblfunc);
+    AssertLine(site::kGenerateBadCellClass);
     return false;
   }
   if (room < cell.length || room < kWrites[cell.cellClass]) return false;
@@ -245,7 +245,7 @@ inline bool GenerateShift(const ShiftTable* shift, uint16_t code, unsigned char*
       *length = 4;
       return true;
     default:
-      AssertLine(277, unit::kUtblfunc);
+      AssertLine(site::kGenerateBadTableClass);
       return false;
   }
 }

@@ -144,7 +144,7 @@ unsigned GeneralStep(const uTableSet& set, uint32_t count, const uint16_t* const
     unsigned length;
     const ShiftTable* shift = set.shiftTables[s];
     if (shift != nullptr && GenerateShift(shift, code, dst, room, &length)) return length;
-    AssertLine(108, unit::kEnccn);
+    AssertLine(site::kGenerateFailed);
     dst[0] = kReplacement;
     return 1;
   }
@@ -195,7 +195,7 @@ int TableFromUnicodeFast(const uTableSet& set, uint32_t count, const uint16_t* c
       ++read;
     }
   }
-  if (out == dstSize) AssertLine(143, unit::kEnccn);
+  if (out == dstSize) AssertLine(site::kOutputUsedUp);
   *dstLen = out;
   *srcUsed = 2 * read;
   if (out < dstSize) dst[out] = 0;

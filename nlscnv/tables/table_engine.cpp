@@ -67,7 +67,7 @@ int FinishToUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsigned
 
 int FinishFromUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsigned read,
                       unsigned srcLen, unsigned* dstLen, unsigned* srcUsed) {
-  if (out == dstSize) AssertLine(143, unit::kEnccn);
+  if (out == dstSize) AssertLine(site::kOutputUsedUp);
   *dstLen = out;
   *srcUsed = 2 * read;
   if (out < dstSize) dst[out] = 0;
@@ -165,7 +165,7 @@ int FromUnicodeLoop(const uTableSet& set, uint32_t count, const Lookup& lookup, 
     if (shift != nullptr && GenerateShift(shift, code, dst + out, dstSize - out, &length)) {
       out += length;
     } else {
-      AssertLine(108, unit::kEnccn);
+      AssertLine(site::kGenerateFailed);
       dst[out++] = kReplacement;
     }
   }
@@ -256,7 +256,7 @@ bool PrepareDirect(const uTableSet& set, uint32_t count, bool toUnicode, DirectL
 int TableToUnicodeReference(const uTableSet& set, uint32_t tableCount, unsigned char* dst,
                             unsigned* dstLen, unsigned dstSize, const unsigned char* src,
                             unsigned srcLen, unsigned* srcUsed) {
-  if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return -1009;
+  if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return NLS_E_ARGUMENT;
   return ToUnicodeLoop(set, std::min(tableCount, kSlots), SearchLookup{set}, dst, dstLen, dstSize,
                        src, srcLen, srcUsed);
 }
@@ -270,7 +270,7 @@ int TableFromUnicodeReference(const uTableSet& set, uint32_t tableCount, unsigne
 
 int TableToUnicode(const uTableSet& set, uint32_t tableCount, unsigned char* dst, unsigned* dstLen,
                    unsigned dstSize, const unsigned char* src, unsigned srcLen, unsigned* srcUsed) {
-  if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return -1009;
+  if (BadToUnicodeArguments(dst, dstLen, dstSize, src, srcLen)) return NLS_E_ARGUMENT;
   const uint32_t count = std::min(tableCount, kSlots);
   DirectLookup lookup{set, {}};
   const bool singleByte = PrepareDirect(set, count, true, &lookup);

@@ -58,7 +58,7 @@ TEST(AllocationFailure, RegistryConstruction) {
     bool failed;
     {
       ScopedAllocationFailure failure(index);
-      registry = new TEncodingRegistry();
+      registry = new TEncodingRegistry(EncodingConverter::getDataDirectory());
       failed = failure.Happened();
     }
     std::string text = capture.Text();
@@ -105,7 +105,7 @@ TEST(AllocationFailure, ReadingTheRegistryFiles) {
   std::map<int, int> seen;
   for (long index = 0;; ++index) {
     ASSERT_LT(index, 500);
-    TEncodingRegistry registry;
+    TEncodingRegistry registry(EncodingConverter::getDataDirectory());
     ASSERT_EQ(registry.GetStatus(), 1);
     StderrCapture capture;
     int status;
@@ -146,7 +146,7 @@ TEST(AllocationFailure, ReadingTheRegistryFiles) {
 }
 
 TEST(AllocationFailure, RememberingANameAndHostRegistration) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   {
     StderrCapture capture;
     ScopedAllocationFailure failure(0);
@@ -164,7 +164,7 @@ TEST(AllocationFailure, RememberingANameAndHostRegistration) {
   std::map<int, int> seen;
   for (long index = 0;; ++index) {
     ASSERT_LT(index, 100);
-    TEncodingRegistry host;
+    TEncodingRegistry host(EncodingConverter::getDataDirectory());
     StderrCapture capture;
     bool failed;
     {

@@ -48,7 +48,7 @@ std::vector<uint16_t> AsciiUnits(const char* text) {
 }
 
 TEST(EncodingRegistry, BuiltState) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   EXPECT_EQ(registry.GetStatus(), 1);
   EXPECT_EQ(registry.EncodingCount(), 14);
   EXPECT_EQ(registry.AliasCount(), 67);
@@ -77,7 +77,7 @@ TEST(EncodingRegistry, BuiltState) {
 }
 
 TEST(EncodingRegistry, BuiltinRowsMakeTheirOwnConverters) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   const NLS_StaticConverterEntry* rows = TEncodingRegistry::fStaticEntryList;
   const char* const expected[14][2] = {
       {"ISO_8859-1:1987", kUcs2},
@@ -126,7 +126,7 @@ TEST(EncodingRegistry, BuiltinRowsMakeTheirOwnConverters) {
 }
 
 TEST(EncodingRegistry, MissingPairIsQuiet) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   StderrCapture capture;
   EXPECT_EQ(registry.CreateEncodingConverter("UTF-8", "latin1"), nullptr);
   EXPECT_EQ(registry.GetStatus(), -1301);
@@ -134,7 +134,7 @@ TEST(EncodingRegistry, MissingPairIsQuiet) {
 }
 
 TEST(EncodingRegistry, Normalization) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   EXPECT_STREQ(registry.NormalizeEncodingName("latin1"), "ISO_8859-1:1987");
   EXPECT_STREQ(registry.NormalizeEncodingName("LATIN1"), "ISO_8859-1:1987");
   EXPECT_STREQ(registry.NormalizeEncodingName("us-ascii"), "ISO_8859-1:1987");
@@ -168,7 +168,7 @@ TEST(EncodingRegistry, Normalization) {
 }
 
 TEST(EncodingRegistry, CountsAndListings) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   EXPECT_EQ(registry.EnumerateEncodingConverters("UTF-8", "ISO_8859-1:1987"), 1);
   EXPECT_EQ(registry.EnumerateEncodingConverters("UTF-8", kUcs2), 1);
   EXPECT_EQ(registry.EnumerateEncodingConverters("latin1", "utf_8"), 1);
@@ -223,7 +223,7 @@ TEST(EncodingRegistry, CountsAndListings) {
 }
 
 TEST(EncodingRegistry, InitializeArgumentsAndRepeats) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   {
     StderrCapture capture;
     EXPECT_EQ(registry.Initialize(nullptr), -1009);
@@ -248,7 +248,7 @@ class RegistryWithTestLibrary : public ::testing::Test {
  protected:
   void SetUp() override {
     nls_test::UseTestLibraryDirectory();
-    registry_ = new TEncodingRegistry();
+    registry_ = new TEncodingRegistry(EncodingConverter::getDataDirectory());
     ASSERT_EQ(registry_->GetStatus(), 1);
     ASSERT_EQ(registry_->Initialize(EncodingConverter::getDataDirectory()), 1);
   }
@@ -380,7 +380,7 @@ TEncodingConverter* HostLatin1Factory() {
 }
 
 TEST(EncodingRegistry, HostRegistration) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   registry.RegisterStaticConverters(nullptr);
   EXPECT_EQ(registry.EncodingCount(), 14);
   EXPECT_EQ(registry.AliasCount(), 67);
@@ -430,7 +430,7 @@ bool IsConversionName(TEncodingRegistry& registry, const char* name) {
 }
 
 TEST(ShippedDataFiles, ReadAndConsistent) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   const std::string directory = std::string(NLS_SOURCE_DIR) + "/data/conv30/";
   {
     StderrCapture capture;

@@ -56,7 +56,7 @@ TEST_F(HostMutex, RegistryLocksForConstructionInitializeAndNewNames) {
   dir.Write("encreg.txt", "X-M ISO-10646-UCS-2 lib New #\n");
   dir.Write("aliasreg.txt", "m-alias X-M\n");
   dir.Write("javareg.txt", "JM X-M\n");
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   EXPECT_EQ(recorder_.calls, "LU");
   ASSERT_EQ(registry.Initialize(dir.Prefix().c_str()), 1);
   EXPECT_EQ(recorder_.calls, "LULU");
@@ -81,7 +81,7 @@ TEST_F(HostMutex, RegistryLocksForConstructionInitializeAndNewNames) {
 }
 
 TEST_F(HostMutex, EveryInitializeLocksOnce) {
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   recorder_.calls.clear();
   registry.Initialize("/nonexistent/conv30/");
   nls_test::StderrCapture capture;
@@ -94,14 +94,14 @@ TEST_F(HostMutex, ReleasedOrReplacedImplementation) {
   MutexImplementation replacement = {&other, LockRecorder::Lock, LockRecorder::Unlock};
   NLSMutex::SetImplementation(&replacement);
   replacement.lock = nullptr;  // the library holds its own copy
-  { TEncodingRegistry registry; }
+  { TEncodingRegistry registry(EncodingConverter::getDataDirectory()); }
   EXPECT_EQ(other.calls, "LU");
   EXPECT_EQ(recorder_.calls, "");
 
   NLSMutex::ReleaseImplementation();
   EXPECT_EQ(NLSMutex::fgImplementation, nullptr);
   {
-    TEncodingRegistry registry;
+    TEncodingRegistry registry(EncodingConverter::getDataDirectory());
     registry.Initialize("/nonexistent/conv30/");
     registry.NormalizeEncodingName("x-after-release");
   }
@@ -125,7 +125,7 @@ TEST(HostMutexThreads, ConcurrentNewNamesAreAllRemembered) {
                                         [](void* m) { static_cast<std::mutex*>(m)->lock(); },
                                         [](void* m) { static_cast<std::mutex*>(m)->unlock(); }};
   NLSMutex::SetImplementation(&implementation);
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   constexpr int kThreads = 4, kNames = 300;
   auto name = [](int thread, int i) {
     return "x-thread-" + std::to_string(thread) + "-" + std::to_string(i);
@@ -181,7 +181,7 @@ TEST(DataDirectory, SetAndGet) {
 
 TEST(DataDirectory, RegistryLoaderUsesIt) {
   EncodingConverter::setDataDirectory("/somewhere/else");
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   ASSERT_NE(registry.fLinker, nullptr);
   EXPECT_STREQ(registry.fLinker->fDefaultLibraryPath, "/somewhere/else/conv30/");
 }

@@ -20,7 +20,7 @@ class RegistryFiles : public ::testing::Test {
   int Load() { return registry_.Initialize(dir_.Prefix().c_str()); }
 
   TempDataDir dir_;
-  TEncodingRegistry registry_;
+  TEncodingRegistry registry_{dir_.Prefix().c_str()};
 };
 
 TEST_F(RegistryFiles, RecordsSpanLinesAndShareLines) {
@@ -89,12 +89,12 @@ TEST_F(RegistryFiles, MissingFileStopsTheReading) {
   TempDataDir second;
   second.Write("encreg.txt", "X-M ISO-10646-UCS-2 lib New #\n");
   second.Write("javareg.txt", "MJava UTF-8\n");
-  TEncodingRegistry registry;
+  TEncodingRegistry registry(EncodingConverter::getDataDirectory());
   EXPECT_EQ(registry.Initialize(second.Prefix().c_str()), 1);
   EXPECT_NE(registry.FindEncoding("X-M", "ISO-10646-UCS-2"), nullptr);
   EXPECT_EQ(registry.NormalizeJavaEntity("MJava"), nullptr);
 
-  TEncodingRegistry nowhere;
+  TEncodingRegistry nowhere("/nonexistent/nls/conv30/");
   EXPECT_EQ(nowhere.Initialize("/nonexistent/nls/conv30/"), 1);
   EXPECT_STREQ(nowhere.fDataDirectory, "/nonexistent/nls/conv30/");
 }
