@@ -14,6 +14,7 @@
 #include <string>
 
 #include "fuzz_support.h"
+#include "nlscnv/registry/encoding_registry.h"
 
 using nls_fuzz::Bytes;
 
@@ -100,73 +101,19 @@ struct Model {
   }
 };
 
-const char* const kBuiltinPairs[][2] = {
-    {"ISO_8859-1:1987", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "ISO_8859-1:1987"},
-    {"x-mac-roman", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "x-mac-roman"},
-    {"ISO-10646-UCS-4", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "ISO-10646-UCS-4"},
-    {"ESCAPED_UNICODE", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "ESCAPED_UNICODE"},
-    {"UTF-8", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "UTF-8"},
-    {"UNICODE-1-1-UTF-7", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "UNICODE-1-1-UTF-7"},
-    {"IMAP-MODIFIED-UTF-7", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-2", "IMAP-MODIFIED-UTF-7"},
-};
-
-const char* const kBuiltinAliases[][2] = {
-    {"us-ascii", "ISO_8859-1:1987"},
-    {"ansi_x3.4-1968", "ISO_8859-1:1987"},
-    {"iso-ir-6", "ISO_8859-1:1987"},
-    {"ansi_x3.4-1986", "ISO_8859-1:1987"},
-    {"iso_646.irv:1991", "ISO_8859-1:1987"},
-    {"ascii", "ISO_8859-1:1987"},
-    {"iso646-us", "ISO_8859-1:1987"},
-    {"us", "ISO_8859-1:1987"},
-    {"ibm367", "ISO_8859-1:1987"},
-    {"cp367", "ISO_8859-1:1987"},
-    {"csascii", "ISO_8859-1:1987"},
-    {"latin1", "ISO_8859-1:1987"},
-    {"iso-ir-100", "ISO_8859-1:1987"},
-    {"l1", "ISO_8859-1:1987"},
-    {"ibm819", "ISO_8859-1:1987"},
-    {"cp819", "ISO_8859-1:1987"},
-    {"ISO-8859-1-Windows-3.0-Latin-1", "ISO_8859-1:1987"},
-    {"ISO-8859-1-Windows-3.1-Latin-1", "ISO_8859-1:1987"},
-    {"iso_8859-1", "ISO_8859-1:1987"},
-    {"iso-8859-1", "ISO_8859-1:1987"},
-    {"UTF_8", "UTF-8"},
-    {"UNICODE-1-1-UTF-8", "UTF-8"},
-    {"UTF_7", "UNICODE-1-1-UTF-7"},
-    {"UTF-7", "UNICODE-1-1-UTF-7"},
-    {"csUnicode11UTF7", "UNICODE-1-1-UTF-7"},
-    {"IMAP-UTF-7", "IMAP-MODIFIED-UTF-7"},
-    {"IMAP_UTF_7", "IMAP-MODIFIED-UTF-7"},
-    {"ISO-10646-UCS-4", "ISO-10646-UCS-4"},
-    {"ESCAPED_UNICODE", "ESCAPED_UNICODE"},
-    {"ISO-10646-UCS-2", "ISO-10646-UCS-2"},
-    {"csUnicode11", "ISO-10646-UCS-2"},
-    {"ISO-10646-UCS-BASIC", "ISO-10646-UCS-2"},
-    {"csUnicodeASCII", "ISO-10646-UCS-2"},
-    {"ISO-10646-Unicode-Latin1", "ISO-10646-UCS-2"},
-    {"csUnicodeLatin1", "ISO-10646-UCS-2"},
-    {"ISO-10646", "ISO-10646-UCS-2"},
-    {"ISO-10646-J-1", "ISO-10646-UCS-2"},
-    {"euc-jp", "Extended_UNIX_Code_Packed_Format_for_Japanese"},
-    {"euc_jp", "Extended_UNIX_Code_Packed_Format_for_Japanese"},
-};
-
 Model BuiltinModel() {
   Model model;
-  for (const auto& pair : kBuiltinPairs) {
-    model.aliases[Lower(pair[0])] = pair[0];
-    model.aliases[Lower(pair[1])] = pair[1];
+  // The built-in lists as the registry holds them: each conversion makes both
+  // names canonical, then the aliases.
+  for (uint32_t i = 0; i < TEncodingRegistry::fStaticEntryListLength; ++i) {
+    const NLS_StaticConverterEntry& row = TEncodingRegistry::fStaticEntryList[i];
+    model.aliases[Lower(row.from)] = row.from;
+    model.aliases[Lower(row.to)] = row.to;
   }
-  for (const auto& alias : kBuiltinAliases) model.aliases[Lower(alias[0])] = alias[1];
-  model.encodings = 14;
+  for (uint32_t i = 0; i < TEncodingRegistry::fStaticAliasListLength; ++i)
+    model.aliases[Lower(TEncodingRegistry::fStaticAliasList[i][0])] =
+        TEncodingRegistry::fStaticAliasList[i][1];
+  model.encodings = static_cast<int>(TEncodingRegistry::fStaticEntryListLength);
   return model;
 }
 

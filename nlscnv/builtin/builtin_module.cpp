@@ -3,6 +3,7 @@
 // through which it is driven (the base part for classes that hold
 // TEncodingConverter as a virtual base).
 #include "nlscnv/builtin/builtin_module.h"
+#include "nlscnv/support/encoding_names.h"
 
 #include <new>
 
@@ -58,16 +59,16 @@ TEncodingConverter* MakeMacRoman(const char* from, const char* to, unsigned shor
 extern "C" {
 
 TEncodingConverter* NEWLATIN1TOUNICODEENCODINGCONVERTER(void) {
-  return MakeLatin1("ISO_8859-1:1987", "ISO-10646-UCS-2", 2, 0);
+  return MakeLatin1(nls::names::kLatin1, nls::names::kUcs2, 2, 0);
 }
 TEncodingConverter* NEWUNICODETOLATIN1ENCODINGCONVERTER(void) {
-  return MakeLatin1("ISO-10646-UCS-2", "ISO_8859-1:1987", 1, 1);
+  return MakeLatin1(nls::names::kUcs2, nls::names::kLatin1, 1, 1);
 }
 TEncodingConverter* NEWMACROMANTOUNICODEENCODINGCONVERTER(void) {
-  return MakeMacRoman("x-mac-roman", "ISO-10646-UCS-2", 2, 0);
+  return MakeMacRoman(nls::names::kMacRoman, nls::names::kUcs2, 2, 0);
 }
 TEncodingConverter* NEWUNICODETOMACROMANENCODINGCONVERTER(void) {
-  return MakeMacRoman("ISO-10646-UCS-2", "x-mac-roman", 1, 1);
+  return MakeMacRoman(nls::names::kUcs2, nls::names::kMacRoman, 1, 1);
 }
 TEncodingConverter* NEWUCS4TOUNICODEENCODINGCONVERTER(void) {
   return MakeConverter<TUCS4ToUnicodeConverter>();

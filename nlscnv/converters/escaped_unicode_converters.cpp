@@ -1,4 +1,5 @@
 #include "nlscnv/converters/escaped_unicode_converters.h"
+#include "nlscnv/support/encoding_names.h"
 
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/unaligned.h"
@@ -20,8 +21,8 @@ inline bool StandsForItself(uint16_t u) {
 }  // namespace
 
 TEUCSToUnicodeConverter::TEUCSToUnicodeConverter()
-    : TEncodingConverter("ESCAPED_UNICODE", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 0, 2,
-                         nullptr, 0, 0) {}
+    : TEncodingConverter(nls::names::kEscapedUnicode, nls::names::kUcs2, nullptr, nullptr, nullptr,
+                         0, 2, nullptr, 0, 0) {}
 
 TEUCSToUnicodeConverter::~TEUCSToUnicodeConverter() = default;
 
@@ -80,8 +81,8 @@ int TEUCSToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
 }
 
 TUnicodeToEUCSConverter::TUnicodeToEUCSConverter()
-    : TEncodingConverter("ISO-10646-UCS-2", "ESCAPED_UNICODE", nullptr, nullptr, nullptr, 0, 8,
-                         nullptr, 0, 1) {}
+    : TEncodingConverter(nls::names::kUcs2, nls::names::kEscapedUnicode, nullptr, nullptr, nullptr,
+                         0, 8, nullptr, 0, 1) {}
 
 TUnicodeToEUCSConverter::~TUnicodeToEUCSConverter() = default;
 

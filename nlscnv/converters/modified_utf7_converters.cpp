@@ -1,4 +1,5 @@
 #include "nlscnv/converters/modified_utf7_converters.h"
+#include "nlscnv/support/encoding_names.h"
 
 #include "nlscnv/converters/base64_ample.h"
 
@@ -90,7 +91,7 @@ struct ModifiedUtf7 {
 }  // namespace
 
 TModifiedUTF7ToUnicodeConverter::TModifiedUTF7ToUnicodeConverter()
-    : TEncodingConverter("IMAP-MODIFIED-UTF-7", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 0, 6,
+    : TEncodingConverter(nls::names::kImapUtf7, nls::names::kUcs2, nullptr, nullptr, nullptr, 0, 6,
                          nullptr, 0, 0),
       shifted(0) {
   EnsureTables();
@@ -126,7 +127,7 @@ int TModifiedUTF7ToUnicodeConverter::ConvertReference(unsigned char* dst, unsign
 }
 
 TUnicodeToModifiedUTF7Converter::TUnicodeToModifiedUTF7Converter()
-    : TEncodingConverter("ISO-10646-UCS-2", "IMAP-MODIFIED-UTF-7", nullptr, nullptr, nullptr, 0, 6,
+    : TEncodingConverter(nls::names::kUcs2, nls::names::kImapUtf7, nullptr, nullptr, nullptr, 0, 6,
                          nullptr, 0, 1),
       shifted(0) {
   EnsureTables();

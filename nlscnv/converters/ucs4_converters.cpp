@@ -1,10 +1,11 @@
 #include "nlscnv/converters/ucs4_converters.h"
+#include "nlscnv/support/encoding_names.h"
 
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/unaligned.h"
 
 TUCS4ToUnicodeConverter::TUCS4ToUnicodeConverter()
-    : TEncodingConverter("ISO-10646-UCS-4", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 801, 2,
+    : TEncodingConverter(nls::names::kUcs4, nls::names::kUcs2, nullptr, nullptr, nullptr, 801, 2,
                          nullptr, 0, 0) {}
 
 TUCS4ToUnicodeConverter::~TUCS4ToUnicodeConverter() = default;
@@ -39,7 +40,7 @@ int TUCS4ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
 }
 
 TUnicodeToUCS4Converter::TUnicodeToUCS4Converter()
-    : TEncodingConverter("ISO-10646-UCS-2", "ISO-10646-UCS-4", nullptr, nullptr, nullptr, 801, 4,
+    : TEncodingConverter(nls::names::kUcs2, nls::names::kUcs4, nullptr, nullptr, nullptr, 801, 4,
                          nullptr, 0, 1) {}
 
 TUnicodeToUCS4Converter::~TUnicodeToUCS4Converter() = default;

@@ -1,4 +1,5 @@
 #include "nlscnv/converters/utf7_converters.h"
+#include "nlscnv/support/encoding_names.h"
 
 #include <initializer_list>
 
@@ -93,7 +94,7 @@ struct Utf7 {
 }  // namespace
 
 TUTF7ToUnicodeConverter::TUTF7ToUnicodeConverter()
-    : TEncodingConverter("UNICODE-1-1-UTF-7", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 0, 2,
+    : TEncodingConverter(nls::names::kUtf7, nls::names::kUcs2, nullptr, nullptr, nullptr, 0, 2,
                          nullptr, 0, 0) {
   EnsureTables();
   fStatus = 1;
@@ -116,7 +117,7 @@ int TUTF7ToUnicodeConverter::ConvertReference(unsigned char* dst, unsigned int* 
 }
 
 TUnicodeToUTF7Converter::TUnicodeToUTF7Converter()
-    : TEncodingConverter("ISO-10646-UCS-2", "UNICODE-1-1-UTF-7", nullptr, nullptr, nullptr, 0, 6,
+    : TEncodingConverter(nls::names::kUcs2, nls::names::kUtf7, nullptr, nullptr, nullptr, 0, 6,
                          nullptr, 0, 1) {
   EnsureTables();
   fStatus = 1;

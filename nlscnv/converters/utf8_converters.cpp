@@ -1,4 +1,5 @@
 #include "nlscnv/converters/utf8_converters.h"
+#include "nlscnv/support/encoding_names.h"
 
 #include "nlscnv/converters/utf8_codec.h"
 #include "nlscnv/support/simd.h"
@@ -33,8 +34,8 @@ int EncodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
 }  // namespace nls
 
 TUTF8ToUnicodeConverter::TUTF8ToUnicodeConverter()
-    : TEncodingConverter("UTF-8", "ISO-10646-UCS-2", nullptr, nullptr, nullptr, 290, 2, nullptr, 0,
-                         0) {}
+    : TEncodingConverter(nls::names::kUtf8, nls::names::kUcs2, nullptr, nullptr, nullptr, 290, 2,
+                         nullptr, 0, 0) {}
 
 TUTF8ToUnicodeConverter::~TUTF8ToUnicodeConverter() = default;
 
@@ -56,8 +57,8 @@ int TUTF8ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
 }
 
 TUnicodeToUTF8Converter::TUnicodeToUTF8Converter()
-    : TEncodingConverter("ISO-10646-UCS-2", "UTF-8", nullptr, nullptr, nullptr, 290, 4, nullptr, 0,
-                         1) {}
+    : TEncodingConverter(nls::names::kUcs2, nls::names::kUtf8, nullptr, nullptr, nullptr, 290, 4,
+                         nullptr, 0, 1) {}
 
 TUnicodeToUTF8Converter::~TUnicodeToUTF8Converter() = default;
 

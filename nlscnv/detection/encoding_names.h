@@ -1,16 +1,18 @@
-// Encoding names that the detection functions write into result records. They
-// are constants of the library: a host compares them or copies them, never
-// frees them.
+// Encoding names that the detection functions write into result records, and
+// the Japanese character-set numbers. The names are constants of the library:
+// a host compares them or copies them, never frees them.
 #ifndef NLSCNV_DETECTION_ENCODING_NAMES_H
 #define NLSCNV_DETECTION_ENCODING_NAMES_H
 
+#include "nlscnv/support/encoding_names.h"
+
 namespace nls::detect {
 
-inline constexpr char kUtf8[] = "UTF-8";
-inline constexpr char kIso2022Jp[] = "ISO-2022-JP";
-inline constexpr char kShiftJis[] = "Shift_JIS";
-inline constexpr char kEucJp[] = "Extended_UNIX_Code_Packed_Format_for_Japanese";
-inline constexpr char kLatin1[] = "ISO_8859-1:1987";
+inline constexpr const char* kUtf8 = names::kUtf8;
+inline constexpr const char* kIso2022Jp = names::kIso2022Jp;
+inline constexpr const char* kShiftJis = names::kShiftJis;
+inline constexpr const char* kEucJp = names::kEucJp;
+inline constexpr const char* kLatin1 = names::kLatin1;
 
 // Japanese character-set numbers answered by detect_JCSID.
 inline constexpr int kCsidIso2022Jp = 515;
