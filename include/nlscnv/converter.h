@@ -136,6 +136,44 @@ class NLS_EXPORT TEncodingConverter {
   int32_t fStatus;
 };
 
+// ---- The end of a Convert call ---------------------------------------------
+//
+// Every converter ends the same way, written here once: the counts go to
+// *dstLen and *srcUsed, a terminator of `terminatorBytes` zero bytes follows
+// the output when it fits in dstSize (it is never written past it), and the
+// result tells whether all input was consumed.
+namespace nls {
+
+inline void StoreCounts(unsigned char* dst, unsigned int dstSize, unsigned int produced,
+                        unsigned int* dstLen, unsigned int consumed, unsigned int* srcUsed,
+                        unsigned int terminatorBytes) {
+  *dstLen = produced;
+  *srcUsed = consumed;
+  if (dstSize - produced >= terminatorBytes) {
+    for (unsigned int i = 0; i < terminatorBytes; ++i) dst[produced + i] = 0;
+  }
+}
+
+// Result NLS_OK when all input was consumed, NLS_INPUT_LEFT otherwise.
+inline int FinishConvert(unsigned char* dst, unsigned int dstSize, unsigned int produced,
+                         unsigned int* dstLen, unsigned int consumed, unsigned int srcLen,
+                         unsigned int* srcUsed, unsigned int terminatorBytes) {
+  StoreCounts(dst, dstSize, produced, dstLen, consumed, srcUsed, terminatorBytes);
+  return consumed == srcLen ? NLS_OK : NLS_INPUT_LEFT;
+}
+
+// For converters whose result speaks of the terminator: NLS_INPUT_LEFT when
+// it does not fit, otherwise `status` (the converter's own verdict).
+inline int FinishConvertWithStatus(unsigned char* dst, unsigned int dstSize, unsigned int produced,
+                                   unsigned int* dstLen, unsigned int consumed,
+                                   unsigned int* srcUsed, unsigned int terminatorBytes,
+                                   int status) {
+  StoreCounts(dst, dstSize, produced, dstLen, consumed, srcUsed, terminatorBytes);
+  return dstSize - produced >= terminatorBytes ? status : NLS_INPUT_LEFT;
+}
+
+}  // namespace nls
+
 // ---- Detector interface ---------------------------------------------------
 
 class NLS_EXPORT TAutoDetector {

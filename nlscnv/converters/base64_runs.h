@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "nlscnv/converter.h"
 #include "nlscnv/support/simd.h"
 #include "nlscnv/unaligned.h"
 
@@ -297,11 +298,7 @@ int DecodeBase64Runs(Base64DecoderState& state, unsigned char* dst, unsigned int
   }
   s.count = static_cast<uint8_t>(count);
   state = s;
-  *dstLen = out;
-  *srcUsed = in;
-  if (dstSize - out < 2) return 2;
-  StoreUnit16(dst + out, 0);
-  return status;
+  return nls::FinishConvertWithStatus(dst, dstSize, out, dstLen, in, srcUsed, 2, status);
 }
 
 struct Base64EncoderState {
@@ -463,11 +460,8 @@ int EncodeBase64Runs(Base64EncoderState& state, int fullStatus, unsigned char* d
     in += 2;
   }
   state = s;
-  *dstLen = out;
-  *srcUsed = in;
-  if (out == dstSize) return 2;
-  dst[out] = 0;
-  return full ? fullStatus : 1;
+  return nls::FinishConvertWithStatus(dst, dstSize, out, dstLen, in, srcUsed, 1,
+                                      full ? fullStatus : 1);
 }
 
 }  // namespace nls

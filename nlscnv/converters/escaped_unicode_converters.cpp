@@ -74,10 +74,7 @@ int TEUCSToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
     out += 2;
     in = p;
   }
-  *dstLen = out;
-  *srcUsed = in;
-  if (dstSize - out >= 2) nls::StoreUnit16(dst + out, 0);
-  return in == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, out, dstLen, in, srcLen, srcUsed, 2);
 }
 
 TUnicodeToEUCSConverter::TUnicodeToEUCSConverter()
@@ -115,10 +112,7 @@ int TUnicodeToEUCSConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
     dst[out + 5] = static_cast<unsigned char>(digits[u & 0xF]);
     out += 6;
   }
-  *dstLen = out;
-  *srcUsed = in;
-  if (out < dstSize) dst[out] = 0;
-  return in == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, out, dstLen, in, srcLen, srcUsed, 1);
 }
 
 char TUnicodeToEUCSConverter::toHex(unsigned short value) {

@@ -29,10 +29,7 @@ int TLatin1EncodingConverter::ConvertToUnicode(unsigned char* dst, unsigned int*
     return NLS_E_ARGUMENT;
   const unsigned n = std::min(srcLen, (dstSize - 1) / 2);
   nls::WidenBytes(dst, src, n);
-  if (dstSize - 2 * n >= 2) nls::StoreUnit16(dst + 2 * n, 0);
-  *dstLen = 2 * n;
-  *srcUsed = n;
-  return n == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, 2 * n, dstLen, n, srcLen, srcUsed, 2);
 }
 
 // Writes bytes while at least 2 output bytes remain, then the NUL. With no
@@ -43,8 +40,5 @@ int TLatin1EncodingConverter::ConvertFromUnicode(unsigned char* dst, unsigned in
   const unsigned n = std::min(srcLen / 2, dstSize == 0 ? 0 : dstSize - 1);
   nls::NarrowUnits(dst, src, n);
   if (n == dstSize) nls::AssertLine(nls::site::kLatin1OutputUsedUp);
-  *dstLen = n;
-  *srcUsed = 2 * n;
-  if (n < dstSize) dst[n] = 0;
-  return 2 * n == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, n, dstLen, 2 * n, srcLen, srcUsed, 1);
 }

@@ -33,10 +33,7 @@ int TUCS4ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, u
     }
     in += 4;
   }
-  *dstLen = out;
-  *srcUsed = in;
-  if (dstSize - out >= 2) nls::StoreUnit16(dst + out, 0);
-  return in == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, out, dstLen, in, srcLen, srcUsed, 2);
 }
 
 TUnicodeToUCS4Converter::TUnicodeToUCS4Converter()
@@ -56,8 +53,5 @@ int TUnicodeToUCS4Converter::Convert(unsigned char* dst, unsigned int* dstLen, u
     out += 4;
     in += 2;
   }
-  *dstLen = out;
-  *srcUsed = in;
-  if (dstSize - out >= 4) nls::StoreUnit32(dst + out, 0);
-  return in == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, out, dstLen, in, srcLen, srcUsed, 4);
 }

@@ -542,13 +542,9 @@ int DecodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
     out += 2;
     in += trail + 1;
   }
-  *dstLen = out;
-  *srcUsed = in;
-  if (dstSize - out < 2) return 2;
-  nls::StoreUnit16(dst + out, 0);
   // A surrogate pair that needed 4 bytes of room stays unconsumed: input is
   // left over even though the terminator fitted.
-  return full ? 2 : status;
+  return nls::FinishConvertWithStatus(dst, dstSize, out, dstLen, in, srcUsed, 2, full ? 2 : status);
 }
 
 // ---- UCS-2 to UTF-8 ---------------------------------------------------------
@@ -647,11 +643,7 @@ int EncodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
     out += length;
     in += 2 * units;
   }
-  *dstLen = out;
-  *srcUsed = in;
-  if (out >= dstSize) return 2;
-  dst[out] = 0;
-  return status;
+  return nls::FinishConvertWithStatus(dst, dstSize, out, dstLen, in, srcUsed, 1, status);
 }
 
 }  // namespace utf8_codec

@@ -196,10 +196,7 @@ int TableFromUnicodeFast(const uTableSet& set, uint32_t count, const uint16_t* c
     }
   }
   if (out == dstSize) AssertLine(site::kOutputUsedUp);
-  *dstLen = out;
-  *srcUsed = 2 * read;
-  if (out < dstSize) dst[out] = 0;
-  return *srcUsed == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, out, dstLen, 2 * read, srcLen, srcUsed, 1);
 }
 
 }  // namespace nls

@@ -59,19 +59,13 @@ unsigned FromUnicodeCapacity(unsigned dstSize) { return dstSize == 0 ? 0 : dstSi
 // The 16-bit terminator goes after the output only when it fits.
 int FinishToUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsigned in,
                     unsigned srcLen, unsigned* dstLen, unsigned* srcUsed) {
-  if (dstSize - out >= 2) StoreUnit16(dst + out, 0);
-  *dstLen = out;
-  *srcUsed = in;
-  return in == srcLen ? 1 : 2;
+  return FinishConvert(dst, dstSize, out, dstLen, in, srcLen, srcUsed, 2);
 }
 
 int FinishFromUnicode(unsigned char* dst, unsigned out, unsigned dstSize, unsigned read,
                       unsigned srcLen, unsigned* dstLen, unsigned* srcUsed) {
   if (out == dstSize) AssertLine(site::kOutputUsedUp);
-  *dstLen = out;
-  *srcUsed = 2 * read;
-  if (out < dstSize) dst[out] = 0;
-  return *srcUsed == srcLen ? 1 : 2;
+  return nls::FinishConvert(dst, dstSize, out, dstLen, 2 * read, srcLen, srcUsed, 1);
 }
 
 // One step of the general loop at src (avail >= 1 bytes, src[0] != 0): the
