@@ -46,6 +46,7 @@
 #ifndef NLSCNV_H
 #define NLSCNV_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #if defined(__GNUC__)
@@ -288,6 +289,76 @@ NLS_EXPORT void AutoDetect_UTF8(const unsigned char* buffer, unsigned int length
                                 _NLS_AUTO_DETECT_RESULT* result);
 NLS_EXPORT void AutoDetect_JIS(const unsigned char* buffer, unsigned int length,
                                _NLS_AUTO_DETECT_RESULT* result);
+
+/* ---- The strict interface -------------------------------------------- */
+
+/* An iconv(3)-style interface beside the calls above: it never loses or
+ * invents a character without saying so, keeps the state of a conversion
+ * (shift states, base64 runs, a surrogate pair or a character cut between
+ * two calls) in its descriptor, and gives the same output for any cut of
+ * the input and any output sizes. Every decoder is strict: UTF-8 as RFC 3629
+ * says, UTF-7 and IMAP modified UTF-7 as their RFCs say, no lone surrogate
+ * in UTF-16 or UCS-2 or UCS-4, no byte sequence that an encoding does not
+ * define; a 0 byte is an ordinary character. Characters above U+FFFF cross
+ * the pivot as surrogate pairs and count as one character.
+ *
+ * NLS_IconvOpen(tocode, fromcode) takes iconv's argument order and every
+ * name or alias the registry knows (case-blind) of an encoding that has a
+ * strict codec: the built-in ones and those of converter libraries that
+ * export one (see nlscnv/codec.h). "ASCII", "US-ASCII", "ANSI_X3.4-1968" and
+ * the other US-ASCII names mean strict 7-bit ASCII here (the calls above
+ * read them as ISO-8859-1). tocode may end in "//IGNORE" (skip invalid input
+ * and characters the target cannot represent), "//TRANSLIT" (replace such a
+ * character by a close approximation when one exists: Unicode compatibility
+ * decompositions without their marks, and typographic substitutions such
+ * as quotes, dashes, ellipsis, ligatures; locale-independent), or both;
+ * each skipped or approximated character counts as one irreversible
+ * conversion. Returns (NLS_Iconv_t)-1 with errno EINVAL for an unknown name.
+ *
+ * NLS_Iconv(cd, &in, &inleft, &out, &outleft) converts as much as fits and
+ * returns the number of irreversible conversions, or (size_t)-1 with errno
+ *   EILSEQ  invalid input, or a character the target cannot represent: *in
+ *           points at its first byte (also when the failure arises in the
+ *           second half of the conversion through the pivot);
+ *   EINVAL  the input ends inside a character or escape sequence: *in points
+ *           at its start and nothing of it is consumed (give more input, or
+ *           report it at the end of the text);
+ *   E2BIG   the output is full.
+ * The pointers and counts always describe exactly what was consumed and
+ * produced. A null in (or *in) ends the text: what a stateful encoder needs
+ * to end it (ISO-2022-JP's return to ASCII, the closing of a UTF-7 run) is
+ * written to out and the descriptor returns to its initial state (EILSEQ
+ * when the decoder holds an unfinished sequence, such as UTF-7 bits that
+ * are not padding; E2BIG when the end does not fit); with out (or *out)
+ * null too it only resets.
+ *
+ * Descriptors are independent: one per thread at a time. Close them before
+ * NLS_EncTerminate, which unloads the converter libraries behind them. */
+typedef struct NLS_IconvDescriptor* NLS_Iconv_t;
+NLS_EXPORT NLS_Iconv_t NLS_IconvOpen(const char* tocode, const char* fromcode);
+NLS_EXPORT size_t NLS_Iconv(NLS_Iconv_t cd, char** in, size_t* inleft, char** out, size_t* outleft);
+/* Returns 0, or -1 with errno EBADF for an invalid descriptor. */
+NLS_EXPORT int NLS_IconvClose(NLS_Iconv_t cd);
+
+/* What the last EILSEQ or EINVAL of a descriptor was, for messages. */
+enum { NLS_ICONV_NO_FAILURE = 0, NLS_ICONV_INVALID, NLS_ICONV_UNMAPPABLE, NLS_ICONV_INCOMPLETE };
+typedef struct NLS_IconvFailure {
+  int kind;             /* one of the NLS_ICONV_ values */
+  uint32_t codePoint;   /* NLS_ICONV_UNMAPPABLE: the character */
+  size_t length;        /* input bytes of the ill-formed sequence or of the character */
+  size_t context;       /* NLS_ICONV_INVALID: 1 when the byte after the sequence is
+                         * what made it ill-formed */
+  const char* fromName; /* canonical names of the two encodings */
+  const char* toName;
+} NLS_IconvFailure;
+/* Fills *failure; returns 0, or -1 with errno EBADF or EINVAL (null). */
+NLS_EXPORT int NLS_IconvGetFailure(NLS_Iconv_t cd, NLS_IconvFailure* failure);
+
+/* Calls back once per encoding that NLS_IconvOpen accepts, with its
+ * canonical name first and then its aliases, as iconvlist(3) does; stops
+ * when the callback returns non-zero. Loads every converter library. */
+typedef int (*NLS_IconvListCallback)(unsigned int count, const char* const* names, void* context);
+NLS_EXPORT void NLS_IconvList(NLS_IconvListCallback callback, void* context);
 
 /* ---- String utilities (system allocator: free what they return) ------- */
 

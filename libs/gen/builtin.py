@@ -17,6 +17,7 @@ BUILTINS, and the alias list holds the alias groups in the order of their
 import os
 
 import registry_files
+import single_byte
 
 PIVOT = registry_files.PIVOT
 
@@ -67,7 +68,10 @@ BUILTINS = [
 
 # Names of library encodings that the library's own code refers to (the
 # detection functions report them).
-LIBRARY_NAMES = [("ShiftJis", "Shift_JIS"), ("Iso2022Jp", "ISO-2022-JP")]
+LIBRARY_NAMES = [("ShiftJis", "Shift_JIS"), ("Iso2022Jp", "ISO-2022-JP"),
+                 # Strict 7-bit ASCII of the iconv-style interface (the legacy
+                 # calls read the ASCII names as Latin-1).
+                 ("UsAscii", "US-ASCII")]
 
 
 def to_entry(b):
@@ -206,7 +210,7 @@ def tables_source():
         "// Static mapping tables of the built-in module: ISO-8859-1 (table id 2) and\n"
         "// MacRoman (table id 6), both single-byte. MacRoman is Mac OS Roman with\n"
         "// 0xDB as U+00A4 CURRENCY SIGN and 0xBD as U+2126 OHM SIGN; 0x7F is not mapped.\n"
-        "#include \"nlscnv/converter.h\"\n\nnamespace {\n\n",
+        "#include \"nlscnv/builtin/builtin_tables.h\"\n\nnamespace {\n\n",
         "// Bytes 0x00-0x7E map to themselves; 0x80-0xFF through the mapping array.\n",
         words("macromanToTbl", to),
         "\n// The inverse: ASCII by offset, the Latin-1 letters and symbols through the\n"
@@ -228,7 +232,12 @@ def tables_source():
         "    {2, {\"L8859-1.UF\", nullptr, nullptr, nullptr}, {\"L8859-1.UT\", nullptr, nullptr, nullptr}},\n"
         "    {6, {\"MACROMAN.UF\", nullptr, nullptr, nullptr}, {\"MACROMAN.UT\", nullptr, nullptr, nullptr}},\n"
         "    {0, {nullptr, nullptr, nullptr, nullptr}, {nullptr, nullptr, nullptr, nullptr}},\n"
-        "};\n\n}  // extern \"C\"\n"])
+        "};\n\n}  // extern \"C\"\n\n",
+        "// MacRoman for the strict codec: the same mapping, byte 0x7F undefined.\n",
+        "namespace nls::builtin {\n\n",
+        single_byte.table_source("kMacRomanTable",
+                                 [macroman_bytes().get(b) for b in range(256)]),
+        "\n}  // namespace nls::builtin\n"])
 
 
 FILES = {

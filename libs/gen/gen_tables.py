@@ -21,22 +21,25 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import builtin  # noqa: E402
 import registry_files  # noqa: E402
 import table_libraries  # noqa: E402
+import transliteration  # noqa: E402
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 # Every group of encodings, in the order of their registry-file sections.
 GROUPS = [builtin, table_libraries]
+# Generators of other tables.
+TABLES = [transliteration]
 
 
 def generate(out_dir):
-    for group in GROUPS:
+    for group in GROUPS + TABLES:
         group.generate(out_dir)
     registry_files.write(ROOT, out_dir, [group.registry_section() for group in GROUPS])
 
 
 def generated_files():
     files = registry_files.generated_files()
-    for group in GROUPS:
+    for group in GROUPS + TABLES:
         files += group.generated_files()
     return files
 

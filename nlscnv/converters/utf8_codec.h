@@ -15,6 +15,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "nlscnv/codec.h"
 #include "nlscnv/converter.h"
 #include "nlscnv/support/simd.h"
 #include "nlscnv/unaligned.h"
@@ -112,7 +113,9 @@ struct Words {
   // The mixed blocks are left to the character loop at this level.
   static constexpr bool kThreeByteBlocks = false;
   static bool DecodeThreeByteBlock(const unsigned char*, unsigned char*) { return false; }
+  static bool DecodeThreeByteBlockStrict(const unsigned char*, unsigned char*) { return false; }
   static bool PairedBlock(const unsigned char*) { return false; }
+  static bool PairedBlockStrict(const unsigned char*) { return false; }
   static bool NoSurrogates(const unsigned char*) { return false; }
   static void PrepareDecode(const unsigned char*, uint16_t*, unsigned char*) {}
   static void PrepareEncode(const unsigned char*, uint16_t*, unsigned char*, unsigned char*) {}
@@ -195,6 +198,15 @@ struct Sse2 {
   // Byte shuffles need SSSE3: three-byte blocks are left to the AVX2 level.
   static constexpr bool kThreeByteBlocks = false;
   static bool DecodeThreeByteBlock(const unsigned char*, unsigned char*) { return false; }
+  static bool DecodeThreeByteBlockStrict(const unsigned char*, unsigned char*) { return false; }
+  // A paired block without the overlong leads 0xC0 and 0xC1.
+  static bool PairedBlockStrict(const unsigned char* s) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i overlong =
+        _mm_cmpeq_epi8(_mm_and_si128(v, _mm_set1_epi8(static_cast<char>(0xFE))),
+                       _mm_set1_epi8(static_cast<char>(0xC0)));
+    return _mm_movemask_epi8(overlong) == 0 && PairedBlock(s);
+  }
   static bool PairedBlock(const unsigned char* s) {
     const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
     // As signed bytes: 0x80-0xBF is -128..-65, 0xC0-0xDF -64..-33, 0xE0-0xFF -32..-1.
@@ -333,6 +345,7 @@ struct Avx2 {
   }
 
   static bool PairedBlock(const unsigned char* s) { return Sse2::PairedBlock(s); }
+  static bool PairedBlockStrict(const unsigned char* s) { return Sse2::PairedBlockStrict(s); }
 
   // Five three-byte sequences in the first 15 of 16 bytes: when the bytes at
   // 0, 3, 6, 9 and 12 are leads 0xE0-0xEF, writes the five units that the
@@ -359,6 +372,28 @@ struct Avx2 {
     _mm_storel_epi64(reinterpret_cast<__m128i*>(d), units);
     nls::StoreUnit16(d + 8, static_cast<uint16_t>(_mm_extract_epi16(units, 4)));
     return true;
+  }
+  // The same for well-formed sequences only: trail bytes 0x80-0xBF, no
+  // overlong form (0xE0 then 0xA0 or above) and no surrogate (0xED then
+  // below 0xA0).
+  static bool DecodeThreeByteBlockStrict(const unsigned char* s, unsigned char* d) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s));
+    const __m128i leads = _mm_shuffle_epi8(
+        v, _mm_setr_epi8(0, 3, 6, 9, 12, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1));
+    const __m128i first = _mm_shuffle_epi8(
+        v, _mm_setr_epi8(1, 4, 7, 10, 13, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1));
+    const __m128i second = _mm_shuffle_epi8(
+        v, _mm_setr_epi8(2, 5, 8, 11, 14, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1));
+    // As signed bytes a trail byte is below -64; 0xA0 is -96.
+    const __m128i trails = _mm_and_si128(_mm_cmplt_epi8(first, _mm_set1_epi8(-64)),
+                                         _mm_cmplt_epi8(second, _mm_set1_epi8(-64)));
+    const __m128i low = _mm_cmplt_epi8(first, _mm_set1_epi8(-96));
+    const __m128i e0 = _mm_cmpeq_epi8(leads, _mm_set1_epi8(static_cast<char>(0xE0)));
+    const __m128i ed = _mm_cmpeq_epi8(leads, _mm_set1_epi8(static_cast<char>(0xED)));
+    const __m128i bad = _mm_or_si128(_mm_and_si128(e0, low), _mm_andnot_si128(low, ed));
+    const int good = _mm_movemask_epi8(_mm_andnot_si128(bad, trails));
+    if ((good & 0x1F) != 0x1F) return false;
+    return DecodeThreeByteBlock(s, d);
   }
   static void PrepareDecode(const unsigned char* s, uint16_t* units, unsigned char* step) {
     Sse2::PrepareDecode(s, units, step);
@@ -423,7 +458,11 @@ inline void EncodeBlock(const unsigned char* s, unsigned char* d, unsigned* pout
 // Converts while every step is certain: at least 4 input bytes (a whole
 // sequence of up to three bytes) and 4 bytes of room remain. Stops before a
 // lead byte of 0xF0 and above. ASCII goes through vectors.
-template <class V>
+//
+// Strict, it converts well-formed sequences only and stops before anything
+// else, which the caller's general step then reports; for well-formed input
+// both forms write the same units.
+template <class V, bool kStrict = false>
 inline void DecodeRun(unsigned char* dst, unsigned dstSize, const unsigned char* src,
                       unsigned srcLen, unsigned* pin, unsigned* pout) {
   unsigned in = *pin;
@@ -443,7 +482,8 @@ inline void DecodeRun(unsigned char* dst, unsigned dstSize, const unsigned char*
         continue;
       }
       // 17 bytes read, and room for the units plus the 2 bytes past them.
-      if (srcLen - in >= 17 && dstSize - out >= 36 && V::PairedBlock(src + in)) {
+      if (srcLen - in >= 17 && dstSize - out >= 36 &&
+          (kStrict ? V::PairedBlockStrict(src + in) : V::PairedBlock(src + in))) {
         DecodePairedBlock<V>(src + in, dst, &out);
         in += 16;
         continue;
@@ -461,6 +501,17 @@ inline void DecodeRun(unsigned char* dst, unsigned dstSize, const unsigned char*
         return;
       }
       const uint32_t b0 = src[in];
+      if constexpr (kStrict) {
+        const uint32_t b1 = src[in + 1];
+        if ((b0 >= 0x80 && b0 < 0xC2) || (b0 >= 0xC0 && (b1 & 0xC0) != 0x80) ||
+            (b0 >= 0xE0 && b0 < 0xF0 &&
+             ((src[in + 2] & 0xC0) != 0x80 || (b0 == 0xE0 && b1 < 0xA0) ||
+              (b0 == 0xED && b1 >= 0xA0)))) {
+          *pin = in;  // for the general step to report
+          *pout = out;
+          return;
+        }
+      }
       if (b0 < 0xC0) {  // ASCII, or a trail byte met as a lead: the byte itself
         nls::StoreUnit16(dst + out, static_cast<uint16_t>(b0));
         in += 1;
@@ -476,7 +527,8 @@ inline void DecodeRun(unsigned char* dst, unsigned dstSize, const unsigned char*
         // 4 bytes of input and of room left before the last.
         if constexpr (V::kThreeByteBlocks) {
           if (srcLen - in >= 16 && dstSize - out >= 12 &&
-              V::DecodeThreeByteBlock(src + in, dst + out)) {
+              (kStrict ? V::DecodeThreeByteBlockStrict(src + in, dst + out)
+                       : V::DecodeThreeByteBlock(src + in, dst + out))) {
             in += 15;
             out += 10;
             continue;
@@ -644,6 +696,182 @@ int EncodeUtf8(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
     in += 2 * units;
   }
   return nls::FinishConvertWithStatus(dst, dstSize, out, dstLen, in, srcUsed, 1, status);
+}
+
+// ---- The strict codec ---------------------------------------------------------
+//
+// UTF-8 as RFC 3629 defines it: no overlong forms, no surrogates, nothing
+// above U+10FFFF. An ill-formed sequence is reported with the length of its
+// maximal subpart (the bytes that start a well-formed sequence but do not
+// complete it, or a single byte), so that skipping or replacing it follows
+// the Unicode recommendation. Valid text goes through the same fast runs as
+// the legacy converters.
+
+// The range of the second byte after a lead, and the sequence length; 0 for
+// a byte that starts nothing.
+inline unsigned StrictLength(uint32_t b0, uint32_t* low, uint32_t* high) {
+  *low = 0x80;
+  *high = 0xBF;
+  if (b0 < 0x80) return 1;
+  if (b0 < 0xC2) return 0;
+  if (b0 < 0xE0) return 2;
+  if (b0 < 0xF0) {
+    if (b0 == 0xE0) *low = 0xA0;
+    if (b0 == 0xED) *high = 0x9F;
+    return 3;
+  }
+  if (b0 < 0xF5) {
+    if (b0 == 0xF0) *low = 0x90;
+    if (b0 == 0xF4) *high = 0x8F;
+    return 4;
+  }
+  return 0;
+}
+
+// Pieces of at most this size keep the runs' 32-bit positions exact.
+inline constexpr size_t kPiece = size_t{1} << 30;
+
+template <class V>
+int DecodeStrictPiece(NLS_CodecCall* call, const unsigned char* src, unsigned srcLen,
+                      unsigned char* dst, unsigned dstSize, unsigned* pin, unsigned* pout) {
+  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
+  unsigned in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  while (in < srcLen) {
+    if (!one) {
+      DecodeRun<V, true>(dst, dstSize, src, srcLen, &in, &out);
+      if (in >= srcLen) break;
+    }
+    const uint32_t b0 = src[in];
+    uint32_t low, high;
+    const unsigned length = StrictLength(b0, &low, &high);
+    if (length == 0) {
+      call->errorLength = 1;
+      call->errorContext = 0;
+      result = NLS_CODEC_INVALID;
+      break;
+    }
+    uint32_t value = length == 1 ? b0 : b0 & (0xFF >> (length + 1));
+    unsigned k = 1;
+    for (; k < length; ++k) {
+      if (in + k >= srcLen) break;
+      const uint32_t b = src[in + k];
+      if (b < low || b > high) break;
+      low = 0x80;
+      high = 0xBF;
+      value = (value << 6) | (b & 0x3F);
+    }
+    if (k < length) {
+      if (in + k >= srcLen) {
+        result = NLS_CODEC_INCOMPLETE;
+      } else {
+        call->errorLength = k;
+        call->errorContext = 1;
+        result = NLS_CODEC_INVALID;
+      }
+      break;
+    }
+    const unsigned need = value >= 0x10000 ? 4 : 2;
+    if (dstSize - out < need) {
+      result = NLS_CODEC_OUTPUT_FULL;
+      break;
+    }
+    out = static_cast<unsigned>(nls::codec::PutUnits(dst + out, value) - dst);
+    in += length;
+    if (one) break;
+  }
+  *pin = in;
+  *pout = out;
+  return result;
+}
+
+template <class V>
+int EncodeStrictPiece(NLS_CodecCall* call, const unsigned char* src, unsigned srcLen,
+                      unsigned char* dst, unsigned dstSize, unsigned* pin, unsigned* pout) {
+  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
+  unsigned in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  while (srcLen - in >= 2) {
+    if (!one) {
+      EncodeRun<V>(dst, dstSize, src, srcLen, &in, &out);
+      if (srcLen - in < 2) break;
+    }
+    uint32_t value = nls::LoadUnit16(src + in);
+    unsigned units = 1;
+    if (value >= 0xD800 && value <= 0xDFFF) {
+      if (value >= 0xDC00) {
+        call->errorLength = 2;
+        result = NLS_CODEC_INVALID;
+        break;
+      }
+      if (srcLen - in < 4) {
+        result = NLS_CODEC_INCOMPLETE;
+        break;
+      }
+      const uint32_t second = nls::LoadUnit16(src + in + 2);
+      if (second < 0xDC00 || second > 0xDFFF) {
+        call->errorLength = 2;
+        result = NLS_CODEC_INVALID;
+        break;
+      }
+      value = 0x10000 + ((value - 0xD800) << 10) + (second - 0xDC00);
+      units = 2;
+    }
+    const unsigned length = value < 0x80 ? 1 : value < 0x800 ? 2 : value < 0x10000 ? 3 : 4;
+    if (dstSize - out < length) {
+      result = NLS_CODEC_OUTPUT_FULL;
+      break;
+    }
+    for (unsigned k = length - 1; k > 0; --k) {
+      dst[out + k] = static_cast<unsigned char>((value | 0x80) & 0xBF);
+      value >>= 6;
+    }
+    dst[out] = static_cast<unsigned char>(firstByteMark[length] | value);
+    out += length;
+    in += 2 * units;
+    if (one) break;
+  }
+  if (result == NLS_CODEC_DONE && in < srcLen) result = NLS_CODEC_INCOMPLETE;
+  *pin = in;
+  *pout = out;
+  return result;
+}
+
+// Runs a piece function over the whole call, in pieces of at most kPiece
+// bytes; a sequence cut by a piece boundary is taken up by the next piece.
+template <class Piece>
+int ByPieces(NLS_CodecCall* call, Piece piece) {
+  size_t in = 0, out = 0;
+  int result;
+  for (;;) {
+    const size_t inLeft = call->srcLen - in, outLeft = call->dstSize - out;
+    const unsigned n = static_cast<unsigned>(inLeft < kPiece ? inLeft : kPiece);
+    const unsigned room = static_cast<unsigned>(outLeft < kPiece ? outLeft : kPiece);
+    unsigned used = 0, wrote = 0;
+    result = piece(call, call->src + in, n, call->dst + out, room, &used, &wrote);
+    in += used;
+    out += wrote;
+    const bool cut = n < inLeft;
+    if ((call->flags & NLS_CODEC_ONE) != 0 && used > 0) break;
+    if (result == NLS_CODEC_DONE && cut) continue;
+    if (result == NLS_CODEC_INCOMPLETE && cut) continue;
+    if (result == NLS_CODEC_OUTPUT_FULL && room < outLeft && wrote > 0) continue;
+    break;
+  }
+  if (result == NLS_CODEC_DONE && in < call->srcLen) result = NLS_CODEC_INCOMPLETE;
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
+}
+
+template <class V>
+int DecodeStrict(NLS_CodecCall* call) {
+  return ByPieces(call, DecodeStrictPiece<V>);
+}
+
+template <class V>
+int EncodeStrict(NLS_CodecCall* call) {
+  return ByPieces(call, EncodeStrictPiece<V>);
 }
 
 }  // namespace utf8_codec

@@ -1,6 +1,7 @@
 #include "nlscnv/converters/utf8_converters.h"
 #include "nlscnv/support/encoding_names.h"
 
+#include "nlscnv/codecs/codecs.h"
 #include "nlscnv/converters/utf8_codec.h"
 #include "nlscnv/support/simd.h"
 
@@ -30,6 +31,8 @@ int DecodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
 int EncodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed);
+int DecodeStrictAvx2(NLS_CodecCall* call);
+int EncodeStrictAvx2(NLS_CodecCall* call);
 }  // namespace utf8
 }  // namespace nls
 
@@ -78,3 +81,49 @@ int TUnicodeToUTF8Converter::Convert(unsigned char* dst, unsigned int* dstLen, u
       return utf8_codec::EncodeUtf8<utf8_codec::Words>(dst, dstLen, dstSize, src, srcLen, srcUsed);
   }
 }
+
+// ---- The strict codec -------------------------------------------------------
+
+namespace {
+
+int DecodeStrictCodec(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
+  if (call->flags & NLS_CODEC_FLUSH) return nls::codec::FlushNothing(state, call);
+  switch (nls::simd::Level()) {
+#if defined(NLS_HAVE_AVX2)
+    case nls::simd::kAvx2:
+      return nls::utf8::DecodeStrictAvx2(call);
+#endif
+#if defined(NLS_HAVE_SSE2)
+    case nls::simd::kSse2:
+      return utf8_codec::DecodeStrict<utf8_codec::Sse2>(call);
+#endif
+    default:
+      return utf8_codec::DecodeStrict<utf8_codec::Words>(call);
+  }
+}
+
+int EncodeStrictCodec(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
+  if (call->flags & NLS_CODEC_FLUSH) return nls::codec::FlushNothing(state, call);
+  switch (nls::simd::Level()) {
+#if defined(NLS_HAVE_AVX2)
+    case nls::simd::kAvx2:
+      return nls::utf8::EncodeStrictAvx2(call);
+#endif
+#if defined(NLS_HAVE_SSE2)
+    case nls::simd::kSse2:
+      return utf8_codec::EncodeStrict<utf8_codec::Sse2>(call);
+#endif
+    default:
+      return utf8_codec::EncodeStrict<utf8_codec::Words>(call);
+  }
+}
+
+}  // namespace
+
+const NLS_Codec nls::codecs::kUtf8Codec = {
+    nls::names::kUtf8,
+    DecodeStrictCodec,
+    EncodeStrictCodec,
+    nullptr,
+    4,
+    NLS_CODEC_STATELESS_DECODER | NLS_CODEC_RESYNC_AT_LINE_FEED};

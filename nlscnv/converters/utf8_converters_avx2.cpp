@@ -29,6 +29,14 @@ int EncodeAvx2(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
   return utf8_codec::EncodeUtf8<utf8_codec::Avx2>(dst, dstLen, dstSize, src, srcLen, srcUsed);
 }
 
+int DecodeStrictAvx2(NLS_CodecCall* call) {
+  return utf8_codec::DecodeStrict<utf8_codec::Avx2>(call);
+}
+
+int EncodeStrictAvx2(NLS_CodecCall* call) {
+  return utf8_codec::EncodeStrict<utf8_codec::Avx2>(call);
+}
+
 }  // namespace utf8
 }  // namespace nls
 

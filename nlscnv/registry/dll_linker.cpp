@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "nlscnv/codec.h"
 #include "nlscnv/support/diagnostics.h"
 
 namespace {
@@ -270,6 +271,23 @@ void* TDLLLinker::NLS_FindSymbolInLibrary(const char* libraryName, const char* e
     library = NLS_FindLibrary(libraryName);
   }
   return Platform_FindSymbolInLibrary(library, entryName);
+}
+
+void* TDLLLinker::FindCodecList(const char* libraryName) {
+  NLS_Library* library = NLS_FindLibrary(libraryName);
+  if (library == nullptr) {
+    const int loaded = NLS_LoadLibrary(libraryName);
+    if (loaded != 1) {
+      fStatus = loaded;
+      nls::AssertLine(nls::site::kSymbolLibraryNotLoaded);
+      return nullptr;
+    }
+    library = NLS_FindLibrary(libraryName);
+  }
+  if (library == nullptr || library->handle == nullptr) return nullptr;
+  void* function = dlsym(library->handle, NLS_CODEC_LIST_ENTRY);
+  dlerror();
+  return function;
 }
 
 void* TDLLLinker::Platform_FindSymbolInLibrary(NLS_Library* library, const char* entryName) {

@@ -85,6 +85,12 @@ class TDLLLinker {
 
   int GetStatus() { return fStatus; }
 
+  // The codec list that a converter library exports (NLS_CODEC_LIST_ENTRY),
+  // loading the library on first use; null, without touching the status and
+  // without a diagnostic of its own, when the library has none (a library
+  // that cannot be loaded is reported as for any entry point).
+  void* FindCodecList(const char* libraryName);
+
   // Makes the host's factories entry points of the pseudo-library. The list
   // (NLS_StaticConverterEntry records) ends with a null entry-point name.
   void RegisterStaticConverters(char* list);

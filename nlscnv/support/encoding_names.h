@@ -16,6 +16,7 @@ inline constexpr char kUcs2[] = "ISO-10646-UCS-2";
 inline constexpr char kEucJp[] = "Extended_UNIX_Code_Packed_Format_for_Japanese";
 inline constexpr char kShiftJis[] = "Shift_JIS";
 inline constexpr char kIso2022Jp[] = "ISO-2022-JP";
+inline constexpr char kUsAscii[] = "US-ASCII";
 
 }  // namespace nls::names
 

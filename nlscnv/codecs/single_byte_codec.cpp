@@ -1,0 +1,100 @@
+// The generic single-byte codec (nlscnv/single_byte.h): a table lookup per
+// byte in each direction, with the ASCII runs of encodings that keep ASCII.
+#include "nlscnv/single_byte.h"
+
+namespace {
+
+const NLS_SingleByteTable& TableOf(const NLS_Codec* codec) {
+  return *static_cast<const NLS_SingleByteTable*>(codec->data);
+}
+
+}  // namespace
+
+extern "C" {
+
+int NLS_SingleByteDecode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall* call) {
+  const NLS_SingleByteTable& table = TableOf(codec);
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen;
+  const size_t room = call->dstSize / 2;
+  const size_t n = srcLen < room ? srcLen : room;
+  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
+  size_t i = 0;
+  int result = NLS_CODEC_DONE;
+  while (i < n) {
+    if (table.asciiIdentity && !one && src[i] < 0x80) {
+      i += NLS_WidenAscii(dst + 2 * i, src + i, n - i);
+      if (i == n) break;
+    }
+    const uint16_t c = table.toUnicode[src[i]];
+    if (c == NLS_SINGLE_BYTE_UNDEFINED) {
+      call->errorLength = 1;
+      call->errorContext = 0;
+      result = NLS_CODEC_INVALID;
+      break;
+    }
+    nls::StoreUnit16(dst + 2 * i, c);
+    ++i;
+    if (one) break;
+  }
+  if (result == NLS_CODEC_DONE && i < srcLen && !(one && i > 0)) result = NLS_CODEC_OUTPUT_FULL;
+  call->srcUsed = i;
+  call->dstLen = 2 * i;
+  return result;
+}
+
+int NLS_SingleByteEncode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall* call) {
+  const NLS_SingleByteTable& table = TableOf(codec);
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t units = call->srcLen / 2;
+  const size_t n = units < call->dstSize ? units : call->dstSize;
+  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
+  size_t i = 0;
+  int result = NLS_CODEC_DONE;
+  if (call->flags & NLS_CODEC_FLUSH) {
+    call->srcUsed = call->dstLen = 0;
+    return NLS_CODEC_DONE;
+  }
+  while (i < n) {
+    if (table.asciiIdentity && !one) {
+      i += NLS_NarrowAscii(dst + i, src + 2 * i, n - i);
+      if (i == n) break;
+    }
+    const uint16_t c = nls::LoadUnit16(src + 2 * i);
+    const uint8_t b = table.pages[table.pageOf[c >> 8]][c & 0xFF];
+    if (b == 0 && !(c == 0 && table.toUnicode[0] == 0)) {
+      if (c >= 0xD800 && c <= 0xDFFF) {
+        // A supplementary character (no single-byte encoding has one) or a
+        // lone surrogate.
+        const bool pair = c < 0xDC00 && 2 * i + 4 <= call->srcLen &&
+                          (nls::LoadUnit16(src + 2 * i + 2) & 0xFC00) == 0xDC00;
+        if (c < 0xDC00 && !pair && 2 * i + 4 > call->srcLen) {
+          result = NLS_CODEC_INCOMPLETE;
+          break;
+        }
+        call->errorLength = pair ? 4 : 2;
+        result = pair ? NLS_CODEC_UNMAPPABLE : NLS_CODEC_INVALID;
+        break;
+      }
+      call->errorLength = 2;
+      result = NLS_CODEC_UNMAPPABLE;
+      break;
+    }
+    dst[i] = b;
+    ++i;
+    if (one) break;
+  }
+  if (result == NLS_CODEC_DONE && !(one && i > 0)) {
+    if (i < units)
+      result = NLS_CODEC_OUTPUT_FULL;
+    else if (2 * i < call->srcLen)
+      result = NLS_CODEC_INCOMPLETE;  // half a unit
+  }
+  call->srcUsed = 2 * i;
+  call->dstLen = i;
+  return result;
+}
+
+}  // extern "C"
