@@ -21,6 +21,7 @@ both detectors on every sample.
 import argparse
 import codecs
 import collections
+import itertools
 import os
 import re
 import struct
@@ -185,10 +186,7 @@ def encode(text, codec):
         pass
     out = []
     for ch in text:
-        d = unicodedata.normalize("NFD", ch)
-        forms = [ch, FALLBACK.get(ch)] + [
-            unicodedata.normalize("NFC", d[:k]) + d[k:] for k in range(len(d), 0, -1)]
-        for form in forms:
+        for form in [ch, FALLBACK.get(ch)] + list(spellings(ch))[1:]:
             if form is None:
                 continue
             try:
@@ -203,6 +201,19 @@ def encode(text, codec):
         return "".join(out).encode(codec)
     except UnicodeEncodeError:
         return None
+
+
+def spellings(ch):
+    """The character, then its canonical decomposition with every subset of
+    its marks composed back (windows-1258 writes Vietnamese with combining
+    tone marks)."""
+    yield ch
+    decomposed = unicodedata.normalize("NFD", ch)
+    base, marks = decomposed[0], decomposed[1:]
+    for r in range(len(marks), -1, -1):
+        for kept in itertools.combinations(range(len(marks)), r):
+            composed = unicodedata.normalize("NFC", base + "".join(marks[i] for i in kept))
+            yield composed + "".join(m for i, m in enumerate(marks) if i not in kept)
 
 
 def cut(text, codec, size):

@@ -10,8 +10,9 @@ tables (nlscnv/detection/detection_models.cpp).
                                are not the versions the file was made from)
 
 Training text is real prose from Debian packages: the translated manual
-pages (manpages-XX) and the message catalogues of GTK 2 and GLib
-(libgtk2.0-common, libglib2.0-data). The packages and their versions are
+pages (manpages-XX) and the message catalogues of GTK 2, GLib, the desktop
+settings schemas, the MIME type database and AppStream (CATALOG_PACKAGES);
+catalogue entries left in English are skipped. The packages and their versions are
 recorded in the generated file. Python's codecs turn the text into every
 encoding a language is written in, so no table is typed by hand.
 
@@ -38,7 +39,7 @@ import argparse
 import codecs
 import collections
 import gzip
-import hashlib
+import itertools
 import math
 import os
 import re
@@ -59,8 +60,10 @@ UPPER = 0x40               # class flag in byte tables
 UNDEFINED = 0xFF
 SCALE = 8.0                # costs in 1/8 nat
 
-CATALOG_PACKAGES = ["libgtk2.0-common", "libglib2.0-data"]
-CATALOG_DOMAINS = {"gtk20", "gtk20-properties", "glib20"}
+CATALOG_PACKAGES = ["libgtk2.0-common", "libglib2.0-data", "gsettings-desktop-schemas",
+                    "shared-mime-info", "appstream"]
+CATALOG_DOMAINS = {"gtk20", "gtk20-properties", "glib20", "gsettings-desktop-schemas",
+                   "shared-mime-info", "appstream"}
 
 # Single-byte encodings: canonical name, Python codec, prior cost (1/8 nat;
 # smaller is preferred when the text reads the same in several).
@@ -122,6 +125,7 @@ SINGLE_BYTE = [
     ("ISO-8859-11", "iso8859_11", 4),
 ]
 
+VISUAL_ORDER = {"he"}
 WESTERN = ["ISO_8859-1:1987", "windows-1252", "ISO-8859-15", "x-mac-roman", "IBM850", "IBM437"]
 CENTRAL = ["windows-1250", "ISO_8859-2:1987", "IBM852", "x-mac-ce"]
 
@@ -234,21 +238,28 @@ def roff_text(source):
 
 
 def mo_strings(path):
-    """The translations of a GNU message catalogue, decoded by its charset."""
+    """The translations of a GNU message catalogue, decoded by its charset;
+    entries left as their English original are skipped."""
     with open(path, "rb") as f:
         data = f.read()
     if len(data) < 28:
         return []
     magic = struct.unpack("<I", data[:4])[0]
     order = "<" if magic == 0x950412DE else ">"
-    _, count, _, trans_offset = struct.unpack(order + "4I", data[4:20])
+    _, count, orig_offset, trans_offset = struct.unpack(order + "4I", data[4:20])
+
+    def entry(table, i):
+        length, offset = struct.unpack(order + "2I", data[table + 8 * i:table + 8 * i + 8])
+        return data[offset:offset + length]
+
     charset = "utf-8"
     out = []
     for i in range(count):
-        length, offset = struct.unpack(order + "2I", data[trans_offset + 8 * i:trans_offset + 8 * i + 8])
-        raw = data[offset:offset + length]
+        raw = entry(trans_offset, i)
         if i == 0 and b"charset=" in raw:
             charset = raw.split(b"charset=")[1].split(b"\n")[0].strip().decode("ascii") or "utf-8"
+            continue
+        if raw == entry(orig_offset, i):
             continue
         try:
             text = raw.decode(charset)
@@ -323,17 +334,23 @@ class Sources:
         return unicodedata.normalize("NFC", mo_part + "\n" + man_text[:limit - len(mo_part)])
 
 
-def encode_char(ch, codec):
-    """The bytes of one character, else of its canonical decomposition with as
-    many marks composed back as the encoding holds (windows-1258 writes
-    Vietnamese as letters with combining tone marks); None when neither fits."""
-    try:
-        return ch.encode(codec)
-    except UnicodeEncodeError:
-        pass
+def spellings(ch):
+    """The character, then its canonical decomposition with every subset of
+    its marks composed back into the letter (windows-1258 writes Vietnamese
+    as letters with combining tone marks: a-breve plus a dot below)."""
+    yield ch
     decomposed = unicodedata.normalize("NFD", ch)
-    for k in range(len(decomposed), 0, -1):
-        form = unicodedata.normalize("NFC", decomposed[:k]) + decomposed[k:]
+    base, marks = decomposed[0], decomposed[1:]
+    for r in range(len(marks), -1, -1):
+        for kept in itertools.combinations(range(len(marks)), r):
+            composed = unicodedata.normalize("NFC", base + "".join(marks[i] for i in kept))
+            yield composed + "".join(m for i, m in enumerate(marks) if i not in kept)
+
+
+def encode_char(ch, codec):
+    """The bytes of the first spelling of the character the encoding holds,
+    else None."""
+    for form in spellings(ch):
         try:
             return form.encode(codec)
         except UnicodeEncodeError:
@@ -470,6 +487,11 @@ def single_byte_tables(model, codec):
 # ---- multi-byte models --------------------------------------------------------
 
 def decode_one(codec, raw):
+    if codec == "euc_kr" and raw == b"\xa4\xd4":
+        # The Hangul filler starts the eight-byte spelling of a syllable
+        # outside KS X 1001 (filler, three jamo); Python decodes only the
+        # whole sequence.
+        return "\u3164"
     try:
         text = raw.decode(codec)
     except UnicodeDecodeError:
@@ -613,6 +635,9 @@ def generate():
         text = sources.text(mdirs, locs, TEXT_LIMIT)
         if main_codec:
             text = round_trip(text, main_codec)
+        if code in VISUAL_ORDER:
+            # ISO-8859-8 text is often stored in visual order: learn both.
+            text += "\n" + "\n".join(line[::-1] for line in text.split("\n"))
         model = LanguageModel(code, text)
         ascii_classes, ascii_costs = single_byte_tables(model, "ascii")
         pair_lines.append("const uint8_t kPairs_%s[%d] = {\n%s\n};" % (
