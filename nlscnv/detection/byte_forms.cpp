@@ -133,8 +133,7 @@ Utf8Verdict CheckUtf8(const unsigned char* buf, uint32_t len) {
     }
     for (unsigned k = 1; k <= trail; ++k) {
       if (i + k >= len) {
-        // Cut by the end of the buffer: what is there must fit.
-        ++v.sequences;
+        // Cut by the end of the buffer: allowed, but no evidence.
         return v;
       }
       const unsigned char c = buf[i + k];

@@ -51,7 +51,7 @@ unsigned ByteOrderMark(const unsigned char* buf, uint32_t len, const char** enco
 struct Utf8Verdict {
   bool valid;
   bool cesu;
-  uint32_t sequences;  // multi-byte sequences
+  uint32_t sequences;  // complete multi-byte sequences
 };
 Utf8Verdict CheckUtf8(const unsigned char* buf, uint32_t len);
 

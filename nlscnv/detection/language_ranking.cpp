@@ -186,7 +186,8 @@ struct FamilyScan {
   uint8_t alive = 0;     // members still decoding everything
   uint8_t required = 0;  // the member that a preferred code named
   uint64_t cost = 0;
-  bool cut = false;  // stopped at a character cut by the end
+  uint32_t chars = 0;  // complete characters of bytes 0x80-0xFF
+  bool cut = false;    // stopped at a character cut by the end
 };
 
 bool GbFourByte(const unsigned char* p) {
@@ -217,6 +218,7 @@ void ScanFamily(const MultiByteFamily& f, bool eucJp, bool gb, const unsigned ch
   uint32_t i = scan->pos;
   uint8_t alive = scan->alive;
   uint64_t cost = scan->cost;
+  uint32_t chars = scan->chars;
   const uint8_t rare = f.bucketCost[0];
   while (i < end && alive) {
     const unsigned char b = buf[i];
@@ -229,6 +231,7 @@ void ScanFamily(const MultiByteFamily& f, bool eucJp, bool gb, const unsigned ch
     if (single) {
       alive &= single >> 4;
       if (withCost) cost += f.bucketCost[single & 15];
+      ++chars;
       ++i;
       continue;
     }
@@ -256,6 +259,7 @@ void ScanFamily(const MultiByteFamily& f, bool eucJp, bool gb, const unsigned ch
       const unsigned bit = (t - 0xA1) * 94 + (t2 - 0xA1);
       if (!(kEucJpThreeByte[bit >> 3] & (1u << (bit & 7)))) alive = 0;
       if (withCost) cost += rare;
+      ++chars;
       i += 3;
       continue;
     }
@@ -268,6 +272,7 @@ void ScanFamily(const MultiByteFamily& f, bool eucJp, bool gb, const unsigned ch
       // Four-byte GB18030 (the third member).
       alive &= GbFourByte(buf + i) ? 0x4 : 0;
       if (withCost) cost += rare;
+      ++chars;
       i += 4;
       continue;
     }
@@ -282,11 +287,15 @@ void ScanFamily(const MultiByteFamily& f, bool eucJp, bool gb, const unsigned ch
       const int member = Preference(f, uint16_t(b << 8 | t));
       if (member > scan->required) scan->required = static_cast<uint8_t>(member);
     }
+    ++chars;
     i += 2;
   }
+  // A character cut by the end costs as much as a rare one.
+  if (scan->cut && withCost) cost += rare;
   scan->pos = i;
   scan->alive = alive;
   scan->cost = cost;
+  scan->chars = chars;
 }
 
 }  // namespace
@@ -327,7 +336,8 @@ void RankByLanguageModels(const unsigned char* buf, uint32_t len, const ByteCens
       ScanFamily(f, std::strcmp(f.kind, "eucjp") == 0, std::strcmp(f.kind, "gb") == 0, buf, len,
                  len, false, &s);
     }
-    if (!s.alive || count >= kMaxCandidates) continue;
+    // Without one whole character the family has shown nothing.
+    if (!s.alive || s.chars == 0 || count >= kMaxCandidates) continue;
     // The base unless a character needs a superset or a code reads better
     // in one.
     unsigned chosen = f.memberCount;
