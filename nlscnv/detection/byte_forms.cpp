@@ -417,7 +417,7 @@ bool RankSevenBitForms(const unsigned char* buf, uint32_t len, const ByteCensus&
       }
     }
   }
-  if (census.histogram['~'] > 0) {
+  if (census.histogram[static_cast<unsigned char>('~')] > 0) {
     const int32_t pairs = CountHzPairs(buf, len);
     if (pairs > 0) {
       list->Add("HZ-GB-2312", "zh", pairs >= 2 ? 0.98 : 0.8);
@@ -425,7 +425,7 @@ bool RankSevenBitForms(const unsigned char* buf, uint32_t len, const ByteCensus&
       return true;
     }
   }
-  if (census.histogram['+'] > 0) {
+  if (census.histogram[static_cast<unsigned char>('+')] > 0) {
     const int32_t runs = CountUtf7Runs(buf, len);
     if (runs > 0) {
       list->Add("UNICODE-1-1-UTF-7", nullptr, runs >= 2 ? 0.98 : 0.85);
