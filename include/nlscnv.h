@@ -312,8 +312,7 @@ typedef struct NLS_DetectCandidate {
  * 0 (nothing written). Does not need NLS_EncInitialize and takes no lock;
  * safe on several threads at once. */
 NLS_EXPORT int NLS_DetectEncodings(const unsigned char* buf, unsigned int len,
-                                   NLS_DetectCandidate* out, unsigned int max,
-                                   unsigned int* count);
+                                   NLS_DetectCandidate* out, unsigned int max, unsigned int* count);
 
 /* Byte-pattern tests. isSJIS and isEUCJP answer 1 (only this encoding explains
  * the buffer), 0 (ruled out) or -1 (undecided). detect_JCSID answers 515
