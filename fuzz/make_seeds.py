@@ -235,6 +235,20 @@ def fast_paths_seeds():
             write("fast_paths", "text%d_%d" % (i, selector), seed.data())
 
 
+def detect_encodings_seeds():
+    # First byte: how many candidates to ask for; then the buffer.
+    texts = [
+        "\ufeffGrüße".encode("utf-8"), "Grüße, мир".encode("utf-16"),
+        "Les élèves à Besançon, l’été".encode("cp1252"), "Съешь ещё булок".encode("koi8_r"),
+        "日本語のテキスト①".encode("cp932"), "中文简体文字丂".encode("gbk"),
+        "繁體中文".encode("big5hkscs"), "한국어 똠".encode("cp949"),
+        "日本語".encode("iso2022_jp"), "中文".encode("hz"), "été 日本".encode("utf-7"),
+        "Καλημέρα".encode("utf-32-be"), "שלום עולם".encode("cp1255"),
+    ]
+    for i, text in enumerate(texts):
+        write("detect_encodings", "sample%d" % i, bytes([1 + i % 12]) + text)
+
+
 if __name__ == "__main__":
     converter_seeds()
     stream_seeds()
@@ -243,3 +257,4 @@ if __name__ == "__main__":
     sequence_seeds()
     libraries_seeds()
     fast_paths_seeds()
+    detect_encodings_seeds()

@@ -279,6 +279,67 @@ NLS_EXPORT int NLS_DetectEncodingForUCS2(const void* text, unsigned int length,
                                          _NLS_AUTO_DETECT_RESULT* result, unsigned int reserved,
                                          unsigned int* count);
 
+/* One answer of NLS_DetectEncodings. The strings are constants of the
+ * library (valid until the process ends; no NLS_EncInitialize needed). */
+typedef struct NLS_DetectCandidate {
+  const char* encoding;    /* canonical encoding name */
+  const char* language;    /* ISO 639-1 code ("fr", "ru", "ja"), or null when
+                              the method does not tell the language */
+  unsigned int confidence; /* 0-100 */
+  unsigned int bomLength;  /* bytes of byte-order mark at the start, else 0 */
+  unsigned int flags;      /* NLS_DETECT_... bits */
+} NLS_DetectCandidate;
+
+/* flags: this candidate decodes the buffer to the same text as the first
+ * one (set on runners-up only; for example ISO-8859-15 behind ISO-8859-1 on
+ * text that uses no byte where the two differ). */
+#define NLS_DETECT_SAME_TEXT 1u
+
+/* Ranks the encodings that can have written buf[0, len) and stores up to max
+ * of them in out, best first, confidences non-increasing; *count receives
+ * how many were stored. Every byte of the buffer is read; the language
+ * models score the first few KiB and the rest is checked for bytes that an
+ * encoding cannot hold. A character cut by the end of the buffer is allowed.
+ *
+ * What is recognised, in this order:
+ *  - A byte-order mark: "UTF-8", "UTF-32LE", "UTF-32BE", "UTF-16LE" or
+ *    "UTF-16BE" with bomLength 3, 4 or 2 and confidence 100. The name is the
+ *    byte order the mark spells: strip bomLength bytes and convert from that
+ *    name, or convert the whole buffer from "UTF-16"/"UTF-32", which read the
+ *    mark themselves.
+ *  - UTF-32 and UTF-16 without a mark, from zero bytes and control bytes that
+ *    ASCII-based text does not have, and the code points they spell.
+ *  - 7-bit text: "ISO-2022-JP" (and -JP-1, -JP-2, -JP-3, -JP-2004),
+ *    "ISO-2022-KR", "ISO-2022-CN" (and -CN-EXT) from their escape sequences,
+ *    "HZ-GB-2312" from ~{ ~} shifts, "UNICODE-1-1-UTF-7" from base64 runs
+ *    that spell non-ASCII characters, else "US-ASCII" (confidence 100).
+ *  - Strictly valid "UTF-8" (no overlong forms, surrogates or values above
+ *    U+10FFFF), and "CESU-8" when surrogate pairs are spelled as two
+ *    sequences; the confidence grows with the number of multi-byte sequences.
+ *  - CJK multi-byte encodings by the validity of every character and the
+ *    frequency of their characters in Japanese, Chinese and Korean text; a
+ *    superset is named only when the buffer holds a character its base does
+ *    not decode, or a code the superset reads as a commoner character:
+ *    "Shift_JIS"/"windows-31j", "Extended_UNIX_Code_Packed_Format_for_Japanese",
+ *    "GB2312"/"GBK"/"GB18030", "Big5"/"windows-950"/"Big5-HKSCS",
+ *    "EUC-KR"/"windows-949".
+ *  - Single-byte encodings by the language their letters spell (character
+ *    class and letter-pair models of about 40 languages): windows-1250 to
+ *    1258, ISO-8859-1 to -16, KOI8-R/-U, the DOS and Mac pages, TIS-620 and
+ *    windows-874, KZ-1048, PTCP154. Bytes an encoding leaves unassigned rule
+ *    it out; C1 control bytes count against the ISO-8859 readings, so text
+ *    that uses them as windows-1252 characters is named windows-1252.
+ * The first candidate's confidence is the model's probability of its reading
+ * of the text (candidates with NLS_DETECT_SAME_TEXT included); runners-up
+ * carry their own probability.
+ *
+ * Returns 1 with *count >= 1; -1016 with *count = 0 when nothing fits
+ * (an empty buffer, binary data); -1009 for a null buf, out or count or max
+ * 0 (nothing written). Does not need NLS_EncInitialize and takes no lock;
+ * safe on several threads at once. */
+NLS_EXPORT int NLS_DetectEncodings(const unsigned char* buf, unsigned int len,
+                                   NLS_DetectCandidate* out, unsigned int max, unsigned int* count);
+
 /* Byte-pattern tests. isSJIS and isEUCJP answer 1 (only this encoding explains
  * the buffer), 0 (ruled out) or -1 (undecided). detect_JCSID answers 515
  * (ISO-2022-JP), 260 (Shift_JIS), 261 (EUC-JP), 1 (undecided) or 0. */
