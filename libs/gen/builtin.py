@@ -16,6 +16,7 @@ BUILTINS, and the alias list holds the alias groups in the order of their
 """
 import os
 
+import oracle
 import registry_files
 import single_byte
 
@@ -268,3 +269,32 @@ def registry_section():
             section.alias(a, b.name)
         section.java(b.name, *b.java)
     return section
+
+
+def oracle_rows():
+    return [
+        oracle.Oracle("UTF-8", "utf-8", "UTF-8", "UTF-8"),
+        oracle.Oracle("ISO_8859-1:1987", "latin-1", "ISO-8859-1", "ISO-8859-1"),
+        oracle.Oracle("US-ASCII", "ascii", "ASCII", "US-ASCII"),
+        # The pivot and UCS-4 are in the machine's byte order (little-endian
+        # on x86) without a byte-order mark.
+        oracle.Oracle(PIVOT, "utf-16-le", "UTF-16LE", "UTF-16LE"),
+        oracle.Oracle("ISO-10646-UCS-4", "utf-32-le", "UTF-32LE", "UTF-32LE"),
+        oracle.Oracle("UNICODE-1-1-UTF-7", "utf-7", "UTF-7", "UTF-7", stateful=True,
+                      differences={"python": {"why": "Python writes the optional characters "
+                                                     "of RFC 2152 directly and closes runs "
+                                                     "differently; both decode the same text"}}),
+        oracle.Oracle("IMAP-MODIFIED-UTF-7", None, "UTF-7-IMAP", "IMAP-mailbox-name",
+                      stateful=True),
+        oracle.Oracle("x-mac-roman", "mac_roman", None, "macintosh",
+                      differences={"python": {"chars": [0x20AC, 0x00A4, 0x2126, 0x03A9],
+                                              "bytes": [b"\xdb", b"\xbd"],
+                                              "why": "the built-in MacRoman keeps the older "
+                                                     "form: 0xDB is U+00A4 (not the euro "
+                                                     "sign) and 0xBD is U+2126 (not U+03A9)"},
+                                   "icu": {"chars": [0x20AC, 0x00A4, 0x2126, 0x03A9, 0x007F],
+                                           "bytes": [b"\xdb", b"\xbd", b"\x7f"],
+                                           "why": "the older form of MacRoman; 0x7F is "
+                                                  "not mapped"}}),
+        oracle.Oracle("ESCAPED_UNICODE"),
+    ]

@@ -2,15 +2,18 @@
 """Writes every generated file of the project from one description of the
 encodings: the built-in encodings (builtin.py), the converter libraries
 (table_libraries.py), and the sections of the shipped registry files that
-name them (registry_files.py).
+name them (registry_files.py). It also writes, for the tests, what each
+encoding is compared with (oracle.py).
 
     gen_tables.py            rewrite the generated files in the source tree
     gen_tables.py --out DIR  write them below DIR instead
     gen_tables.py --check    regenerate into a temporary directory and fail
                              when any committed file differs
+    gen_tables.py --oracle F write the oracle rows of every encoding to F
 """
 import argparse
 import difflib
+import json
 import filecmp
 import os
 import sys
@@ -44,6 +47,13 @@ def generated_files():
     return files
 
 
+def oracle_rows():
+    rows = []
+    for group in GROUPS:
+        rows += [o.row() for o in group.oracle_rows()]
+    return rows
+
+
 def check():
     with tempfile.TemporaryDirectory() as tmp:
         generate(tmp)
@@ -67,7 +77,13 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("--out", help="write below this directory instead of the source tree")
     parser.add_argument("--check", action="store_true", help="compare with the committed files")
+    parser.add_argument("--oracle", metavar="FILE",
+                        help="write the oracle rows of every encoding (JSON) for the tests")
     args = parser.parse_args()
+    if args.oracle:
+        with open(args.oracle, "w") as f:
+            json.dump(oracle_rows(), f, indent=1)
+        return 0
     if args.check:
         return check()
     generate(args.out or ROOT)
