@@ -375,7 +375,7 @@ inline int EncodeLoop(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCa
     in += 2 * units;
     if (one) break;
   }
-  if (result == NLS_CODEC_DONE && in < srcLen) result = NLS_CODEC_INCOMPLETE;  // half a unit
+  if (result == NLS_CODEC_DONE && srcLen - in == 1) result = NLS_CODEC_INCOMPLETE;  // half a unit
   call->srcUsed = in;
   call->dstLen = out;
   return result;

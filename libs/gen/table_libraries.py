@@ -1,5 +1,6 @@
-"""The table-driven converter libraries: their mapping tables, table lists
-and factories, and their registry records, from Python's codecs.
+"""The table-driven converter library (single-byte encodings): its mapping
+tables, table lists and factories, and its registry records, from Python's
+codecs. The CJK libraries are described in cjk.py.
 
 Every encoding below is described once: its canonical name, the Python codec
 that defines it, its table slots (table id, first-byte range, byte scheme),
@@ -23,14 +24,6 @@ the encoding's `notes` and in the generated source.
 
 Table ids: the engine picks a slot's byte scheme from the low six bits of
 its table id. Ids used here (a multiple of 64 plus the scheme's residue):
-  257         ASCII                single byte (residue 1)
-  260         Shift_JIS            Shift_JIS cells (residue 4)
-  263         Big5                 Big5 cells (residue 7)
-  282         JIS X 0208           two bytes, high bits set (residue 26)
-  283         JIS X 0201 katakana  0x8E + byte (residue 27)
-  284         KS X 1001            two bytes, high bits set (residue 28)
-  286         JIS X 0212           0x8F + two bytes (residue 30)
-  287         GB 2312              two bytes, high bits set (residue 31)
   1038 + 64k  single-byte sets     single byte (residue 14)
 
 Mapping-table cells: each table is cut into cells by dynamic programming over
@@ -256,39 +249,9 @@ def single_byte_encodings():
     return out
 
 
-ENCODINGS = [
-    Encoding("japanese", "Shift_JIS", "shift_jis", "SJIS", 260,
-             [Slot(260, 0x00, 0xFC, "sjis", "ShiftJis", "SJIS")], 1,
-             ["sjis", "shift-jis", "x-sjis", "MS_Kanji", "csShiftJIS"], ("Shift_JIS", "SJIS"),
-             notes=["U+00A5 and U+203E encode as 0x5C and 0x7E, which decode as U+005C and "
-                    "U+007E (one-way, as the codec does)."]),
-    Encoding("japanese", "Extended_UNIX_Code_Packed_Format_for_Japanese", "euc_jp", "EUCJP", 261,
-             [ascii_slot(), Slot(283, 0x8E, 0x8E, "kana", "JisX0201Kana", "JIS0201K"), JIS0208,
-              Slot(286, 0x8F, 0x8F, "x0212", "JisX0212", "JIS0212")], 2,
-             ["eucjp", "x-euc-jp", "ujis", "csEUCPkdFmtJapanese"], ("EUC-JP", "EUC_JP"),
-             notes=["0x8F 0xA2 0xB7 (JIS X 0212 tilde) and 0x7E both decode as U+007E; U+007E "
-                    "encodes as 0x7E.",
-                    "U+00A5 and U+203E encode as 0x5C and 0x7E (one-way, as the codec does)."]),
-    Encoding("chinese", "GB2312", "gb2312", "GB2312", 264,
-             [ascii_slot(), Slot(287, 0xA1, 0xFE, "gr", "Gb2312", "GB2312")], 1,
-             ["csGB2312", "EUC-CN", "euccn", "euc_cn", "x-euc-cn"], ("GB2312", "EUC_CN")),
-    Encoding("chinese", "Big5", "big5", "BIG5", 263, [Slot(263, 0x00, 0xFE, "big5", "Big5", "BIG5")],
-             1, ["csBig5", "big-5", "cn-big5", "x-x-big5"], ("Big5",),
-             notes=["Four characters have two codes; each encodes as the second: U+FF0F "
-                    "(0xA1FE, 0xA241) as 0xA241, U+FF3C (0xA240, 0xA242) as 0xA242, U+5341 "
-                    "(0xA2CC, 0xA451) as 0xA451, U+5345 (0xA2CE, 0xA4CA) as 0xA4CA."]),
-    Encoding("korean", "EUC-KR", "euc_kr", "EUCKR", 268,
-             [ascii_slot(), Slot(284, 0xA1, 0xFE, "gr", "KsX1001", "KSC5601")], 1,
-             ["csEUCKR", "euckr", "euc_kr", "x-euc-kr"], ("EUC-KR", "EUC_KR"),
-             extra_decodings={b"\xa4\xd4": "\u3164"},
-             notes=["0xA4D4 decodes as U+3164 HANGUL FILLER (the codec reads it only as the "
-                    "start of an eight-byte syllable composition).",
-                    "The eight-byte compositions of KS X 1001 annex 3 are not used: the "
-                    "syllables outside KS X 1001 encode as '?', and such a sequence decodes as "
-                    "the filler followed by its letters."]),
-] + single_byte_encodings()
+ENCODINGS = single_byte_encodings()
 
-LIBRARIES = ["japanese", "chinese", "korean", "singlebyte"]
+LIBRARIES = ["singlebyte"]
 LIBRARY_NAMES = {lib: f"nls{lib}" for lib in LIBRARIES}
 
 # ---- tables from the codecs -------------------------------------------------
@@ -555,10 +518,7 @@ def generated_files():
 
 # Conversions that are not table-driven: (library, canonical name, factory
 # stem, aliases, Java name).
-ALGORITHMIC = [
-    ("japanese", "ISO-2022-JP", "ISO2022JP", ["csISO2022JP", "iso2022jp", "iso2022_jp", "jis"],
-     ("ISO-2022-JP", "ISO2022JP")),
-]
+ALGORITHMIC = []
 
 
 def registry_section():
@@ -566,8 +526,7 @@ def registry_section():
     conversions = [(e.library, e.name, e.stem, e.aliases, e.java) for e in ENCODINGS] + ALGORITHMIC
     conversions.sort(key=lambda r: LIBRARIES.index(r[0]))
     section = registry_files.Section(
-        "Converter libraries lib{nlsjapanese,nlschinese,nlskorean,nlssinglebyte}30.so",
-        "the converter libraries")
+        "Converter library libnlssinglebyte30.so", "the single-byte converter library")
     for lib, name, stem, aliases, java in conversions:
         library = LIBRARY_NAMES[lib]
         section.conversion(f"lib{library}30.so", name, library,
