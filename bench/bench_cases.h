@@ -53,6 +53,14 @@ inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP125
 inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP1252",
                               1,        IcuSpecial::kNone};
 inline const Encoding kKoi8r{"koi8r", "KOI8-R", "KOI8-R", "KOI8-R", 1, IcuSpecial::kNone};
+// The vendor forms of the CJK encodings, on the manual-page corpora.
+inline const Encoding kCp932{"cp932", "windows-31j", "windows-31j", "CP932", 1, IcuSpecial::kNone};
+inline const Encoding kGbk{"gbk", "GBK", "windows-936", "GBK", 1, IcuSpecial::kNone};
+inline const Encoding kGb18030{"gb18030", "GB18030", "gb18030", "GB18030", 1, IcuSpecial::kNone};
+inline const Encoding kCp950{"cp950", "windows-950", "windows-950", "CP950", 1, IcuSpecial::kNone};
+inline const Encoding kBig5Hkscs{"big5hkscs", "Big5-HKSCS",     "big5-hkscs", "BIG5-HKSCS",
+                                 1,           IcuSpecial::kNone};
+inline const Encoding kCp949{"cp949", "windows-949", "windows-949", "CP949", 1, IcuSpecial::kNone};
 
 struct Case {
   std::string corpus;  // text name: english, french, japanese, ...
@@ -81,7 +89,9 @@ inline std::vector<Case> AllCases() {
       {"macroman", &kMacRoman},  {"japanese", &kShiftJis}, {"japanese", &kEucJp},
       {"chinese", &kGb2312},     {"traditional", &kBig5},  {"korean", &kEucKr},
       {"japanese", &kIso2022Jp}, {"russian", &kCp1251},    {"russian", &kKoi8r},
-      {"french", &kCp1252},
+      {"french", &kCp1252},      {"ja-man", &kCp932},      {"zh-man", &kGbk},
+      {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
+      {"ko-man", &kCp949},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

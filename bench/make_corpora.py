@@ -12,10 +12,21 @@ Texts: english (ASCII), french (Latin-1 repertoire), japanese, macroman (uses
 the characters that Mac OS Roman has and Latin-1 lacks), chinese (simplified),
 traditional (traditional Chinese), korean, russian (Cyrillic). Python stdlib
 only.
+
+Real text, for the vendor forms of the CJK encodings: ja-man, zh-man, tw-man
+and ko-man are the translated manual pages of Debian's manpages-ja,
+manpages-zh and manpages-ko (the pages of /usr/share/man/LANG in the order
+of their paths, requests and font escapes of the roff source removed, up to
+TARGET_CHARS characters; lines with a character that one of the corpus's
+encodings lacks are left out). Without the package the corpus is not
+written and the benchmarks skip its cases.
 """
 
+import glob
+import gzip
 import os
 import random
+import re
 import sys
 
 TARGET_CHARS = 1 << 19  # characters per corpus (English: 512 KiB)
@@ -183,6 +194,62 @@ CORPORA = {
     "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "utf8"]),
 }
 
+# Manual-page corpora: name -> (directory below /usr/share/man, encodings).
+MANUAL_PAGES = {
+    "ja-man": ("ja", ["cp932", "sjis", "eucjp"]),
+    "zh-man": ("zh_CN", ["gbk", "gb18030"]),
+    "tw-man": ("zh_TW", ["cp950", "big5hkscs"]),
+    "ko-man": ("ko", ["cp949"]),
+}
+
+
+def roff_text(source):
+    """The running text of a roff page: requests and comments dropped, font
+    and character escapes removed or resolved."""
+    lines = []
+    for line in source.splitlines():
+        if line.startswith((".", "'")):
+            m = re.match(r"^\.(?:SH|SS|B|I|BI|BR|IR|RB|RI|IP|TP|TH)\s+(.*)$", line)
+            if not m:
+                continue
+            line = m.group(1).replace('"', "")
+        line = re.sub(r"\\f(?:\[[^]]*\]|\(..|.)", "", line)
+        line = re.sub(r"\\\((..)", lambda m: {"em": "--", "en": "-", "bu": "*"}.get(m.group(1), ""),
+                      line)
+        line = line.replace("\\-", "-").replace("\\e", "\\").replace("\\&", "")
+        line = re.sub(r"\\[,/|^]", "", line)
+        line = line.strip()
+        if line:
+            lines.append(line)
+    return lines
+
+
+def manual_pages(directory, encodings):
+    """Lines of the pages below /usr/share/man/DIRECTORY that every encoding
+    can write, up to TARGET_CHARS characters; None without the pages."""
+    paths = sorted(glob.glob("/usr/share/man/%s/man*/*.gz" % directory))
+    if not paths:
+        return None
+    lines, size = [], 0
+    for path in paths:
+        with gzip.open(path, "rb") as f:
+            try:
+                source = f.read().decode("utf-8")
+            except UnicodeDecodeError:
+                continue
+        for line in roff_text(source):
+            try:
+                for enc in encodings:
+                    ENCODERS[enc](line)
+            except UnicodeEncodeError:
+                continue
+            lines.append(line + "\n")
+            size += len(line) + 1
+            if size >= TARGET_CHARS:
+                return "".join(lines)
+    return "".join(lines)
+
+
 ENCODERS = {
     "utf8": lambda t: t.encode("utf-8"),
     "latin1": lambda t: t.encode("latin-1"),
@@ -200,6 +267,12 @@ ENCODERS = {
     "cp1251": lambda t: t.encode("cp1251"),
     "koi8r": lambda t: t.encode("koi8_r"),
     "cp1252": lambda t: t.encode("cp1252"),
+    "cp932": lambda t: t.encode("cp932"),
+    "gbk": lambda t: t.encode("gbk"),
+    "gb18030": lambda t: t.encode("gb18030"),
+    "cp950": lambda t: t.encode("cp950"),
+    "big5hkscs": lambda t: t.encode("big5hkscs"),
+    "cp949": lambda t: t.encode("cp949"),
 }
 
 
@@ -214,6 +287,17 @@ def main():
         # and UCS-4 differ in length; the word lists have none.
         assert all(ord(c) < 0x10000 for c in text)
         files = {"ucs2": text.encode("utf-16-le")}
+        for enc in encodings:
+            files[enc] = ENCODERS[enc](text)
+        for enc, data in files.items():
+            with open(os.path.join(outdir, "%s.%s" % (name, enc)), "wb") as f:
+                f.write(data)
+    for name, (directory, encodings) in MANUAL_PAGES.items():
+        text = manual_pages(directory, encodings)
+        if text is None:
+            print("no manual pages in /usr/share/man/%s: %s not written" % (directory, name))
+            continue
+        files = {"ucs2": text.encode("utf-16-le"), "utf8": text.encode("utf-8")}
         for enc in encodings:
             files[enc] = ENCODERS[enc](text)
         for enc, data in files.items():

@@ -5,12 +5,19 @@
 #include "nlscnv/multi_byte.h"
 
 #include <algorithm>
+#include <cstring>
 #include <mutex>
 
 namespace {
 
 using nls::LoadUnit16;
 using nls::StoreUnit16;
+
+inline uint64_t LoadUnit64(const unsigned char* p) {
+  uint64_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
 using nls::codec::Decoded;
 using nls::codec::Encoded;
 
@@ -223,59 +230,82 @@ Decoded DecodeStep(const NLS_MultiByteTable& t, const unsigned char* s, size_t n
   return nls::codec::Invalid(2);
 }
 
+// The common characters without the loop's bookkeeping, from src[*in] and
+// dst[*out] on: ASCII, the other single bytes, assigned pairs of one BMP
+// character. Stops at anything else, at the last input byte and when the
+// output is full.
+template <uint32_t form>
+void DecodeRun(const NLS_MultiByteTable& t, const NLS_CodecCall* call, size_t* inOut,
+               size_t* outOut) {
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen, units = call->dstSize / 2;
+  const uint16_t* single = t.single;
+  const uint8_t* leads = t.lead;
+  const NLS_MultiByteRow* rows = t.rows;
+  const uint16_t* values = t.values;
+  size_t in = *inOut, out = *outOut / 2;
+  // Two input bytes and one output unit are always there inside the loop.
+  // Bytes and pairs take the same way through it (no branch on the kind of
+  // byte, which mixed text would mispredict).
+  while (in + 1 < srcLen && out < units) {
+    const unsigned b = src[in];
+    const unsigned lead = leads[b] - 1u;  // a row, or from 254 on: none
+    const bool pair = lead < NLS_MB_PREFIX - 1u;
+    const NLS_MultiByteRow& r = rows[pair ? lead : 0];
+    const unsigned k = src[in + 1] - r.first;
+    const bool inRow = k < r.count;
+    const uint16_t slot = values[r.offset + (inRow ? k : 0)];
+    const uint16_t v = pair ? (inRow ? slot : 0) : single[b];
+    // Not a character of its own: 0 (unassigned), NLS_MB_NO_CHARACTER, an
+    // extra.
+    const bool other = static_cast<uint16_t>(v + 1) <= 1;
+    if (form == NLS_MB_COMPOSING ? (other | (v - 0xD800u < 0x800u)) : other) break;
+    StoreUnit16(dst + 2 * out, v);
+    in += pair ? 2 : 1;
+    ++out;
+    // After an ASCII byte followed by another, a long run of them goes in
+    // bulk.
+    if (v < 0x80 && in + 16 < srcLen && src[in] < 0x80 &&
+        ((LoadUnit64(src + in) | LoadUnit64(src + in + 8)) & 0x8080808080808080u) == 0) {
+      const size_t room = units - out, left = srcLen - in;
+      const size_t n = NLS_WidenAscii(dst + 2 * out, src + in, left < room ? left : room);
+      in += n;
+      out += n;
+    }
+  }
+  *inOut = in;
+  *outOut = 2 * out;
+}
+
 template <uint32_t form>
 int Decode(const NLS_MultiByteTable& t, NLS_CodecState* state, NLS_CodecCall* call) {
   if (call->flags & NLS_CODEC_FLUSH) return nls::codec::FlushNothing(state, call);
-  // The common characters without the loop's bookkeeping: ASCII, the other
-  // single bytes, assigned pairs of one BMP character.
+  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
   size_t in = 0, out = 0;
-  if ((call->flags & NLS_CODEC_ONE) == 0) {
-    const unsigned char* src = call->src;
-    unsigned char* dst = call->dst;
-    const size_t srcLen = call->srcLen, dstSize = call->dstSize;
-    while (dstSize - out >= 2 && in < srcLen) {
-      const unsigned b = src[in];
-      if (b < 0x80) {
-        size_t room = (dstSize - out) / 2, left = srcLen - in;
-        const size_t n = NLS_WidenAscii(dst + out, src + in, left < room ? left : room);
-        in += n;
-        out += 2 * n;
-        continue;
-      }
-      const uint16_t single = t.single[b];
-      if (single != NLS_MB_NO_CHARACTER) {
-        StoreUnit16(dst + out, single);
-        ++in;
-        out += 2;
-        continue;
-      }
-      const unsigned lead = t.lead[b];
-      if (lead == 0 || lead == NLS_MB_PREFIX || srcLen - in < 2) break;
-      const uint16_t v = PairValue(t, lead - 1, src[in + 1]);
-      if (v == 0 || (form == NLS_MB_COMPOSING && IsExtra(v))) break;
-      StoreUnit16(dst + out, v);
-      in += 2;
-      out += 2;
-    }
-    if (in == srcLen) {
-      call->srcUsed = in;
-      call->dstLen = out;
-      return NLS_CODEC_DONE;
-    }
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    if (!one) DecodeRun<form>(t, call, &in, &out);
+    if (in == call->srcLen) break;
+    // One character (or the failure at it) through the shared loop.
+    NLS_CodecCall step = *call;
+    step.src += in;
+    step.srcLen -= in;
+    step.dst += out;
+    step.dstSize -= out;
+    step.flags |= NLS_CODEC_ONE;
+    result = nls::codec::DecodeLoop<true>(state, &step,
+                                          [&t](const unsigned char* s, size_t n, NLS_CodecState&) {
+                                            return DecodeStep<form>(t, s, n);
+                                          });
+    in += step.srcUsed;
+    out += step.dstLen;
+    call->errorLength = step.errorLength;
+    call->errorContext = step.errorContext;
+    if (result != NLS_CODEC_DONE || one) break;
   }
-  NLS_CodecCall rest = *call;
-  rest.src += in;
-  rest.srcLen -= in;
-  rest.dst += out;
-  rest.dstSize -= out;
-  const int result = nls::codec::DecodeLoop<true>(
-      state, &rest, [&t](const unsigned char* s, size_t n, NLS_CodecState&) {
-        return DecodeStep<form>(t, s, n);
-      });
-  call->srcUsed = in + rest.srcUsed;
-  call->dstLen = out + rest.dstLen;
-  call->errorLength = rest.errorLength;
-  call->errorContext = rest.errorContext;
+  call->srcUsed = in;
+  call->dstLen = out;
   return result;
 }
 
@@ -320,80 +350,116 @@ const NLS_MultiByteComposition* CompositionOf(const NLS_MultiByteTable& t,
   return nullptr;
 }
 
+// The common characters, from src[*in] and dst[*out] on: BMP characters
+// with a one- or two-byte code. Stops at anything else, and near the end of
+// the input or the room (the shared loop does the last characters).
+template <bool threeBytes>
+void EncodeRun(const uint16_t* map, const NLS_CodecCall* call, size_t* inOut, size_t* outOut) {
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen & ~size_t{1}, dstSize = call->dstSize;
+  size_t in = *inOut, out = *outOut;
+  // ASCII and other characters take the same way through the loop (the
+  // direct array holds ASCII too): a code below 0x100 is one byte, from
+  // 0x8000 two.
+  auto put = [dst](size_t at, uint16_t v) -> size_t {
+    const bool two = v >= 0x8000;
+    const auto first = static_cast<unsigned char>(two ? v >> 8 : v);
+    dst[at] = first;
+    dst[at + two] = two ? static_cast<unsigned char>(v) : first;
+    return two ? 2 : 1;
+  };
+  // Not a one- or two-byte code: 0 (none), or a three-byte form.
+  auto other = [](uint16_t v) -> bool {
+    return threeBytes ? (static_cast<uint16_t>(v - 0x100) < 0x7F00) | (v == 0) : v == 0;
+  };
+  // Two characters at a time while both and their bytes fit.
+  while (in + 4 <= srcLen && out + 4 <= dstSize) {
+    const uint16_t v = map[LoadUnit16(src + in)];
+    const uint16_t w = map[LoadUnit16(src + in + 2)];
+    if (threeBytes ? other(v) | other(w) : (v == 0) | (w == 0)) break;
+    out += put(out, v);
+    out += put(out, w);
+    in += 4;
+    // After two ASCII characters, a long run of them goes in bulk.
+    if ((v | w) < 0x80 && in + 32 <= srcLen &&
+        ((LoadUnit64(src + in) | LoadUnit64(src + in + 8)) & 0xFF80FF80FF80FF80u) == 0) {
+      const size_t left = (srcLen - in) / 2, room = dstSize - out;
+      const size_t n = NLS_NarrowAscii(dst + out, src + in, left < room ? left : room);
+      in += 2 * n;
+      out += n;
+    }
+  }
+  if (in + 2 <= srcLen && out + 2 <= dstSize) {
+    const uint16_t v = map[LoadUnit16(src + in)];
+    if (!other(v)) {
+      out += put(out, v);
+      in += 2;
+    }
+  }
+  *inOut = in;
+  *outOut = out;
+}
+
 template <uint32_t form>
 int Encode(const NLS_Codec* codec, const NLS_MultiByteTable& t, NLS_CodecState* state,
            NLS_CodecCall* call) {
   const NLS_MultiByteCache& c = Ready(t);
-  const uint16_t* map = c.encode;
-  size_t in = 0, out = 0;
-  // The common characters: BMP characters with a one- or two-byte code,
-  // while nothing is held back.
-  if ((call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)) == 0 &&
-      (form != NLS_MB_COMPOSING || state->word[0] == 0)) {
-    const unsigned char* src = call->src;
-    unsigned char* dst = call->dst;
-    const size_t srcLen = call->srcLen & ~size_t{1}, dstSize = call->dstSize;
-    while (in < srcLen && dstSize - out >= 2) {
-      const uint32_t u = LoadUnit16(src + in);
-      if (u < 0x80) {
-        const size_t units = (srcLen - in) / 2, room = dstSize - out;
-        const size_t n = NLS_NarrowAscii(dst + out, src + in, units < room ? units : room);
-        in += 2 * n;
-        out += n;
-        continue;
+  auto step = [&t, &c](uint32_t cp, unsigned char* o, NLS_CodecState& st) -> Encoded {
+    unsigned written = 0;
+    if (form == NLS_MB_COMPOSING && st.word[0] != 0) {
+      const NLS_MultiByteComposition* k = CompositionOf(t, c, st.word[0], cp);
+      if (k != nullptr) {
+        st.word[0] = 0;
+        return nls::codec::Wrote(PutCode(o, k->code));
       }
-      const uint16_t v = map[u];
-      if (v >= 0x8000) {
-        dst[out] = static_cast<unsigned char>(v >> 8);
-        dst[out + 1] = static_cast<unsigned char>(v);
-        out += 2;
-      } else if (v != 0 && v < 0x100) {
-        dst[out++] = static_cast<unsigned char>(v);
-      } else {
-        break;
-      }
-      in += 2;
+      written = PutCode(o, CompositionOf(t, c, st.word[0], 0)->alone);
+      st.word[0] = 0;
     }
+    const uint32_t code = CodeOf(t, c, cp);
+    if (code != 0 || cp == 0) return nls::codec::Wrote(written + PutCode(o + written, code));
+    if (form == NLS_MB_COMPOSING && CompositionOf(t, c, cp, 0) != nullptr) {
+      st.word[0] = cp;  // held until the next character or the end of the text
+      return nls::codec::Wrote(written);
+    }
+    if (form == NLS_MB_GB18030) {
+      const uint32_t index =
+          cp < 0x10000 ? FourByteIndex(t, c, cp) : kFourByteSupplementary + (cp - 0x10000);
+      PutFourByte(o, index);
+      return nls::codec::Wrote(4);
+    }
+    return nls::codec::Unmappable(written);
+  };
+  auto flush = [&t, &c](unsigned char* o, NLS_CodecState& st) -> unsigned {
+    if (form != NLS_MB_COMPOSING || st.word[0] == 0) return 0;
+    return PutCode(o, CompositionOf(t, c, st.word[0], 0)->alone);
+  };
+  const bool one = (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)) != 0;
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    // Fast while nothing is held back.
+    if (!one && (form != NLS_MB_COMPOSING || state->word[0] == 0))
+      EncodeRun<form == NLS_MB_THREE_BYTE>(c.encode, call, &in, &out);
+    if (call->srcLen - in < 2 && (call->flags & NLS_CODEC_FLUSH) == 0) {
+      if (in < call->srcLen) result = NLS_CODEC_INCOMPLETE;  // half a unit
+      break;
+    }
+    // One character (or the end of the text) through the shared loop.
+    NLS_CodecCall single = *call;
+    single.src += in;
+    single.srcLen -= in;
+    single.dst += out;
+    single.dstSize -= out;
+    single.flags |= NLS_CODEC_ONE;
+    result = nls::codec::EncodeLoop<false>(codec, state, &single, step, flush);
+    in += single.srcUsed;
+    out += single.dstLen;
+    call->errorLength = single.errorLength;
+    if (result != NLS_CODEC_DONE || one) break;
   }
-  NLS_CodecCall rest = *call;
-  rest.src += in;
-  rest.srcLen -= in;
-  rest.dst += out;
-  rest.dstSize -= out;
-  const int result = nls::codec::EncodeLoop<form != NLS_MB_COMPOSING>(
-      codec, state, &rest,
-      [&t, &c](uint32_t cp, unsigned char* o, NLS_CodecState& st) -> Encoded {
-        unsigned written = 0;
-        if (form == NLS_MB_COMPOSING && st.word[0] != 0) {
-          const NLS_MultiByteComposition* k = CompositionOf(t, c, st.word[0], cp);
-          if (k != nullptr) {
-            st.word[0] = 0;
-            return nls::codec::Wrote(PutCode(o, k->code));
-          }
-          written = PutCode(o, CompositionOf(t, c, st.word[0], 0)->alone);
-          st.word[0] = 0;
-        }
-        const uint32_t code = CodeOf(t, c, cp);
-        if (code != 0 || cp == 0) return nls::codec::Wrote(written + PutCode(o + written, code));
-        if (form == NLS_MB_COMPOSING && CompositionOf(t, c, cp, 0) != nullptr) {
-          st.word[0] = cp;  // held until the next character or the end of the text
-          return nls::codec::Wrote(written);
-        }
-        if (form == NLS_MB_GB18030) {
-          const uint32_t index =
-              cp < 0x10000 ? FourByteIndex(t, c, cp) : kFourByteSupplementary + (cp - 0x10000);
-          PutFourByte(o, index);
-          return nls::codec::Wrote(4);
-        }
-        return nls::codec::Unmappable(written);
-      },
-      [&t, &c](unsigned char* o, NLS_CodecState& st) -> unsigned {
-        if (form != NLS_MB_COMPOSING || st.word[0] == 0) return 0;
-        return PutCode(o, CompositionOf(t, c, st.word[0], 0)->alone);
-      });
-  call->srcUsed = in + rest.srcUsed;
-  call->dstLen = out + rest.dstLen;
-  call->errorLength = rest.errorLength;
+  call->srcUsed = in;
+  call->dstLen = out;
   return result;
 }
 
