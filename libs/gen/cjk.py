@@ -29,6 +29,7 @@ import array
 import os
 import sys
 
+import cjk_peers
 import oracle
 import registry_files
 
@@ -268,9 +269,10 @@ class Mapping:
     """An encoding as byte forms and characters: `single` (byte ->
     character), `pairs` ((lead, trail) -> characters), `three` ((b2, b3) ->
     character after the prefix 0x8F), and `encode` (character -> code: an
-    int as in the direct array, or bytes for a four-byte form)."""
+    int as in the direct array, or bytes for a four-byte form). With
+    `adjust` false: the Python codec's, without the departures."""
 
-    def __init__(self, enc):
+    def __init__(self, enc, adjust=True):
         c = enc.codec
         self.single = {}
         for b in range(256):
@@ -310,7 +312,7 @@ class Mapping:
                 if len(cps) == 2:
                     data = "".join(map(chr, cps)).encode(c)
                     assert len(data) == 2
-        if enc.adjust:
+        if enc.adjust and adjust:
             enc.adjust(self)
 
 
@@ -695,5 +697,75 @@ def registry_section():
     return section
 
 
+# The peers' names of the encodings (glibc iconv, ICU).
+PEER_NAMES = {
+    "Shift_JIS": ("SHIFT_JIS", "Shift_JIS"),
+    "windows-31j": ("CP932", "windows-31j"),
+    "Extended_UNIX_Code_Packed_Format_for_Japanese": ("EUC-JP", "EUC-JP"),
+    "ISO-2022-JP": ("ISO-2022-JP", "ISO-2022-JP"),
+    "GB2312": ("GB2312", "GB2312"),
+    "GBK": ("GBK", "windows-936"),
+    "GB18030": ("GB18030", "gb18030"),
+    "Big5": ("BIG5", "Big5"),
+    "windows-950": ("CP950", "windows-950"),
+    "Big5-HKSCS": ("BIG5-HKSCS", "big5-hkscs"),
+    "EUC-KR": ("EUC-KR", "EUC-KR"),
+    "windows-949": ("CP949", "windows-949"),
+}
+
+ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "
+          "an unassigned pair of two bytes from 0x80, and an unassigned complete three- or "
+          "four-byte form, as one ill-formed sequence (a lead byte followed by a byte that "
+          "cannot be its trail, or by the ASCII byte of an unassigned pair, is one byte, and "
+          "the next byte is read again, as Python does)")
+
+
+def python_differences(enc):
+    """The byte forms and characters where the tables depart from the
+    Python codec, from the two mappings."""
+    ours, theirs = Mapping(enc), Mapping(enc, adjust=False)
+    forms = []
+    for b in range(256):
+        if ours.single.get(b) != theirs.single.get(b):
+            forms.append(bytes([b]))
+    for key in sorted(set(ours.pairs) | set(theirs.pairs)):
+        if ours.pairs.get(key) != theirs.pairs.get(key):
+            forms.append(bytes(key))
+    chars = sorted(cp for cp in set(ours.encode) | set(theirs.encode)
+                   if ours.encode.get(cp) != theirs.encode.get(cp))
+    # Four-byte forms that decode otherwise (GB18030: the displaced characters').
+    for cp in chars:
+        four = theirs.encode.get(cp)
+        if isinstance(four, bytes) and len(four) == 4:
+            forms.append(four)
+    why = " ".join(enc.adjust.__doc__.split()) + " " if enc.adjust else ""
+    return {"bytes": forms, "chars": chars, "why": why + ERRORS}
+
+
 def oracle_rows():
-    return []
+    rows = []
+    for enc in ENCODINGS:
+        glibc, icu = PEER_NAMES[enc.name]
+        differences = {"python": python_differences(enc)}
+        for peer in ("glibc", "icu"):
+            d = cjk_peers.differences(enc.name, peer)
+            if d:
+                differences[peer] = d
+        rows.append(oracle.Oracle(enc.name, enc.codec, glibc, icu,
+                                  stateful=enc.form == "composing", differences=differences))
+    for _, name, _, _, _, _, _, _, _ in HAND_WRITTEN:
+        glibc, icu = PEER_NAMES[name]
+        lone_esc = [bytes([0x1B, b]) for b in range(256) if b not in b"($"]
+        differences = {"python": {"bytes": lone_esc, "chars": [0x1B],
+                                  "why": "Python's iso2022_jp reads an ESC that starts no "
+                                         "known escape sequence as the character U+001B and "
+                                         "writes U+001B as a bare ESC; this library rejects "
+                                         "both (a bare ESC would start an escape sequence). "
+                                         + ERRORS}}
+        for peer in ("glibc", "icu"):
+            d = cjk_peers.differences(name, peer)
+            if d:
+                differences[peer] = d
+        rows.append(oracle.Oracle(name, "iso2022_jp", glibc, icu, stateful=True,
+                                  differences=differences))
+    return rows

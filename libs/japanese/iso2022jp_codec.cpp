@@ -96,7 +96,9 @@ int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
         uint32_t set = kAscii;
         unsigned char bytes[2];
         unsigned length = 1;
-        if (cp < 0x80) {
+        if (cp == kEsc) {
+          return nls::codec::Unmappable();  // would start an escape sequence
+        } else if (cp < 0x80) {
           bytes[0] = static_cast<unsigned char>(cp);
         } else if (cp == 0x00A5 || cp == 0x203E) {
           set = kRoman;

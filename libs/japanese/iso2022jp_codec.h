@@ -13,7 +13,7 @@
 //   is ill-formed as a whole); a first byte followed by another byte, 0x7F,
 //   and every byte from 0x80 in any set, are ill-formed.
 // Encoding (the choices of RFC 1468 encoders, as Python's codec writes
-// them): characters below 0x80 in ASCII, U+00A5 and U+203E in JIS X 0201
+// them): characters below 0x80 but ESC in ASCII, U+00A5 and U+203E in JIS X 0201
 // Roman, the characters of JIS X 0208 in JIS X 0208; an escape sequence
 // only when the set changes, and ESC ( B at the end of the text when the
 // set is not ASCII.

@@ -1,6 +1,7 @@
 // The table-driven encodings of the converter libraries as the tests know
 // them (independently of the table generator), and readers for the oracle
-// files of tests/oracle/convlibs_vectors.py.
+// files of tests/oracle/convlibs_vectors.py. (The CJK libraries are codecs:
+// tests/convlibs_registry/cjk_cases_test.cpp and the differential tests.)
 #ifndef NLSCNV_TESTS_CONVLIBS_CONVLIBS_SUPPORT_H
 #define NLSCNV_TESTS_CONVLIBS_CONVLIBS_SUPPORT_H
 
@@ -19,12 +20,6 @@
   extern "C" TEncodingConverter* NEW##STEM##TOUNICODEENCODINGCONVERTER(); \
   extern "C" TEncodingConverter* NEWUNICODETO##STEM##ENCODINGCONVERTER();
 
-NLS_DECLARE_FACTORIES(SJIS)
-NLS_DECLARE_FACTORIES(EUCJP)
-NLS_DECLARE_FACTORIES(ISO2022JP)
-NLS_DECLARE_FACTORIES(GB2312)
-NLS_DECLARE_FACTORIES(BIG5)
-NLS_DECLARE_FACTORIES(EUCKR)
 NLS_DECLARE_FACTORIES(CP1250)
 NLS_DECLARE_FACTORIES(CP1251)
 NLS_DECLARE_FACTORIES(CP1252)
@@ -78,12 +73,6 @@ inline void PrintTo(const TableEncoding& e, std::ostream* os) { *os << e.name; }
 
 inline const std::vector<TableEncoding>& TableEncodings() {
   static const std::vector<TableEncoding> list = {
-      {"Shift_JIS", "shift_jis", NLS_FACTORIES(SJIS), 0, 0, false},
-      {"Extended_UNIX_Code_Packed_Format_for_Japanese", "euc_jp", NLS_FACTORIES(EUCJP), 0xA1, 0xFE,
-       true},
-      {"GB2312", "gb2312", NLS_FACTORIES(GB2312), 0xA1, 0xFE, false},
-      {"Big5", "big5", NLS_FACTORIES(BIG5), 0, 0, false},
-      {"EUC-KR", "euc_kr", NLS_FACTORIES(EUCKR), 0xA1, 0xFE, false},
       {"windows-1250", "cp1250", NLS_FACTORIES(CP1250), 0, 0, false},
       {"windows-1251", "cp1251", NLS_FACTORIES(CP1251), 0, 0, false},
       {"windows-1252", "cp1252", NLS_FACTORIES(CP1252), 0, 0, false},

@@ -54,6 +54,12 @@ const std::map<std::string, std::string> kHostNames = {
     {"gb2312", "EUC-CN"},
     {"big5", "big5"},
     {"euc_kr", "euckr"},
+    {"cp932", "ms932"},
+    {"gbk", "cp936"},
+    {"gb18030", "GB18030"},
+    {"cp950", "x-windows-950"},
+    {"big5hkscs", "big5-hkscs"},
+    {"cp949", "ks_c_5601-1987"},
     {"cp1250", "cp1250"},
     {"cp1251", "windows-1251"},
     {"cp1252", "CP1252"},
@@ -106,16 +112,18 @@ class ConverterLibraries : public ::testing::Test {
   }
 };
 
-// The records of the libraries' section of a registry file of the build
-// tree's data directory.
+// The records of the libraries' sections of a registry file of the build
+// tree's data directory (every generated section but the built-in one).
 std::vector<std::vector<std::string>> SectionRecords(const std::string& file, size_t fields) {
   std::ifstream in(kDataDir + file);
   std::string line;
   bool inside = false;
   std::vector<std::string> tokens;
   while (std::getline(in, line)) {
-    if (line.rfind("// ---- Converter libraries", 0) == 0) inside = true;
-    if (line.rfind("// ---- End of the converter libraries", 0) == 0) inside = false;
+    if (line.rfind("// ---- End of", 0) == 0)
+      inside = false;
+    else if (line.rfind("// ---- ", 0) == 0)
+      inside = line.find("Built-in") == std::string::npos;
     if (!inside || line.rfind("/", 0) == 0) continue;
     std::istringstream words(line);
     for (std::string w; words >> w;) tokens.push_back(w);
@@ -189,6 +197,12 @@ TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
       {"csISO2022JP", "ISO-2022-JP"},
       {"EUC-CN", "GB2312"},
       {"euckr", "EUC-KR"},
+      {"cp932", "windows-31j"},
+      {"CP936", "GBK"},
+      {"big5hkscs", "Big5-HKSCS"},
+      {"ks_c_5601-1987", "windows-949"},  // as Windows and the browsers read it
+      {"uhc", "windows-949"},
+      {"cp950", "windows-950"},
       {"cp1252", "windows-1252"},
       {"latin2", "ISO_8859-2:1987"},
       {"ISO-8859-15", "ISO-8859-15"},
@@ -203,6 +217,9 @@ TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
   EXPECT_STREQ(NLS_GetJavaEncodingName("ISO_8859-2:1987"), "ISO8859_2");
   EXPECT_STREQ(NLS_GetEncodingNameFromJava("EUC_KR"), "EUC-KR");
   EXPECT_STREQ(NLS_GetEncodingNameFromJava("ISO2022JP"), "ISO-2022-JP");
+  EXPECT_STREQ(NLS_GetJavaEncodingName("windows-31j"), "MS932");
+  EXPECT_STREQ(NLS_GetJavaEncodingName("Big5-HKSCS"), "Big5_HKSCS");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("x-windows-949"), "windows-949");
   EXPECT_EQ(NLS_GetJavaEncodingName("ISO-8859-10"), nullptr);  // Java has none
 }
 
