@@ -96,6 +96,11 @@ GB18030_SWAPS = [
 ]
 
 
+# The four-byte forms of the 2022 characters of GB18030_SWAPS in Python's codec.
+GB18030_FOUR_BYTES = {new: chr(new).encode("gb18030").hex().upper()
+                      for _, _, new in GB18030_SWAPS}
+
+
 def gb18030_2022(t):
     """GB18030: the 2022 edition where it differs from Python's codec (see
     GB18030_SWAPS); the four-byte forms follow from the pairs."""
@@ -193,13 +198,16 @@ ENCODINGS = [
              ["csGB18030", "gb18030-2022", "windows-54936"], ("GB18030", "GB18030"),
              form="gb18030", adjust=gb18030_2022,
              notes=["The 2022 edition. Python's codec follows the 2000 edition; they differ in "
-                    "19 pairs and the 19 four-byte forms they swap with: "
-                    + ", ".join(f"0x{c:04X} U+{new:04X} (Python U+{old:04X})"
+                    "19 pairs and the 19 four-byte forms they swap with (pair, its character, "
+                    "Python's; the four-byte form that now holds Python's character): "
+                    + ", ".join(f"0x{c:04X} U+{new:04X} (U+{old:04X}; "
+                                f"0x{GB18030_FOUR_BYTES[new]})"
                                 for c, old, new in GB18030_SWAPS)
                     + ". The first (0xA8BC) is the change of the 2005 edition; the other 18 "
-                      "are those of 2022. The six pairs 0xFE51, 0xFE52, 0xFE53, 0xFE6C, "
-                      "0xFE76, 0xFE91 stay in the private use area in 2022 (U+E816, U+E817, "
-                      "U+E818, U+E831, U+E83B, U+E855), as in Python's codec.",
+                      "are those of 2022 (the 36 mappings where 2022 differs from 2005). The "
+                      "six pairs 0xFE51, 0xFE52, 0xFE53, 0xFE6C, 0xFE76, 0xFE91 stay in the "
+                      "private use area in 2022 (U+E816, U+E817, U+E818, U+E831, U+E83B, "
+                      "U+E855), as in 2005 and in Python's codec.",
                     "Four-byte forms 0x81308130-0x8431A439 number the BMP characters (from "
                     "U+0080, surrogates left out) that no byte or pair stands for, in order; "
                     "0x90308130-0xE3329A35 are U+10000-U+10FFFF."]),
