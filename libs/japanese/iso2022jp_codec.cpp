@@ -81,11 +81,71 @@ inline unsigned Designate(unsigned char* out, uint32_t set) {
 
 }  // namespace
 
+namespace {
+
+// The common text of the current set without the loop's bookkeeping, from
+// src[*inOut] and dst[*outOut] on: ASCII in ASCII, assigned pairs in JIS X
+// 0208. Stops at an escape, at anything else, and when the output is full.
+void Run(const NLS_MultiByteTable& t, uint32_t set, const NLS_CodecCall* call, size_t* inOut,
+         size_t* outOut) {
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen, units = call->dstSize / 2;
+  size_t in = *inOut, out = *outOut / 2;
+  if (set == kAscii) {
+    while (in < srcLen && out < units && src[in] < 0x80 && src[in] != kEsc) {
+      nls::StoreUnit16(dst + 2 * out, src[in]);
+      ++in;
+      ++out;
+    }
+  } else if (set == kJisX0208) {
+    while (in + 1 < srcLen && out < units) {
+      const unsigned b = src[in], c = src[in + 1];
+      if (!IsJisByte(b) || !IsJisByte(c)) break;
+      const NLS_MultiByteRow& row = t.rows[t.lead[b | 0x80] - 1];
+      const unsigned k = (c | 0x80u) - row.first;
+      const uint16_t v = k < row.count ? t.values[row.offset + k] : 0;
+      if (v == 0) break;
+      nls::StoreUnit16(dst + 2 * out, v);
+      in += 2;
+      ++out;
+    }
+  }
+  *inOut = in;
+  *outOut = 2 * out;
+}
+
+}  // namespace
+
 int Iso2022JpDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const NLS_MultiByteTable& t = TableOf(codec);
-  return nls::codec::DecodeLoop<false>(
-      state, call,
-      [&t](const unsigned char* s, size_t n, NLS_CodecState& st) { return Step(t, s, n, st); });
+  auto step = [&t](const unsigned char* s, size_t n, NLS_CodecState& st) {
+    return Step(t, s, n, st);
+  };
+  if (call->flags & NLS_CODEC_FLUSH) return nls::codec::DecodeLoop<false>(state, call, step);
+  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    if (!one) Run(t, state->word[0], call, &in, &out);
+    if (in == call->srcLen) break;
+    // One character, control or escape sequence through the shared loop.
+    NLS_CodecCall single = *call;
+    single.src += in;
+    single.srcLen -= in;
+    single.dst += out;
+    single.dstSize -= out;
+    single.flags |= NLS_CODEC_ONE;
+    result = nls::codec::DecodeLoop<false>(state, &single, step);
+    in += single.srcUsed;
+    out += single.dstLen;
+    call->errorLength = single.errorLength;
+    call->errorContext = single.errorContext;
+    if (result != NLS_CODEC_DONE || one) break;
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
 }
 
 int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {

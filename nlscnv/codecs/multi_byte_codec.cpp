@@ -362,12 +362,14 @@ void EncodeRun(const uint16_t* map, const NLS_CodecCall* call, size_t* inOut, si
   // ASCII and other characters take the same way through the loop (the
   // direct array holds ASCII too): a code below 0x100 is one byte, from
   // 0x8000 two.
+  // Shifts rather than a test of the code's length, which text that mixes
+  // one- and two-byte codes would mispredict: the second byte goes first,
+  // so that a one-byte code overwrites it in the same place.
   auto put = [dst](size_t at, uint16_t v) -> size_t {
-    const bool two = v >= 0x8000;
-    const auto first = static_cast<unsigned char>(two ? v >> 8 : v);
-    dst[at] = first;
-    dst[at + two] = two ? static_cast<unsigned char>(v) : first;
-    return two ? 2 : 1;
+    const unsigned two = v >> 15;
+    dst[at + two] = static_cast<unsigned char>(v >> (8 - 8 * two));
+    dst[at] = static_cast<unsigned char>(v >> (8 * two));
+    return 1 + two;
   };
   // Not a one- or two-byte code: 0 (none), or a three-byte form.
   auto other = [](uint16_t v) -> bool {
