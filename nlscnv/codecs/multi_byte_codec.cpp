@@ -375,6 +375,35 @@ void EncodeRun(const uint16_t* map, const NLS_CodecCall* call, size_t* inOut, si
   auto other = [](uint16_t v) -> bool {
     return threeBytes ? (static_cast<uint16_t>(v - 0x100) < 0x7F00) | (v == 0) : v == 0;
   };
+  // Eight characters at a time: CJK text is mostly pairs (written
+  // directly), mixed text mostly not; either way the test is predictable.
+  while (in + 16 <= srcLen && out + 16 <= dstSize) {
+    uint16_t v[8];
+    unsigned all = 0xFFFF, bad = 0;
+    for (int k = 0; k < 8; ++k) {
+      v[k] = map[LoadUnit16(src + in + 2 * k)];
+      all &= v[k];
+      bad |= other(v[k]);
+    }
+    if (bad) break;
+    if (all >= 0x8000) {
+      for (int k = 0; k < 8; ++k) {
+        dst[out + 2 * k] = static_cast<unsigned char>(v[k] >> 8);
+        dst[out + 2 * k + 1] = static_cast<unsigned char>(v[k]);
+      }
+      out += 16;
+    } else {
+      for (int k = 0; k < 8; ++k) out += put(out, v[k]);
+    }
+    in += 16;
+    if ((v[7] | v[6]) < 0x80 && in + 32 <= srcLen &&
+        ((LoadUnit64(src + in) | LoadUnit64(src + in + 8)) & 0xFF80FF80FF80FF80u) == 0) {
+      const size_t left = (srcLen - in) / 2, room = dstSize - out;
+      const size_t n = NLS_NarrowAscii(dst + out, src + in, left < room ? left : room);
+      in += 2 * n;
+      out += n;
+    }
+  }
   // Two characters at a time while both and their bytes fit.
   while (in + 4 <= srcLen && out + 4 <= dstSize) {
     const uint16_t v = map[LoadUnit16(src + in)];
