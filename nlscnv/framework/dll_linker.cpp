@@ -6,6 +6,7 @@
 #include <cstring>
 #include <new>
 
+#include "nlscnv/registry/load_report.h"
 #include "nlscnv/support/diagnostics.h"
 
 namespace {
@@ -137,6 +138,7 @@ int TDLLLinker::NLS_LoadLibrary(const char* libraryName) {
   // A name whose file name would not fit cannot be loaded.
   if (libraryName == nullptr ||
       strnlen(libraryName, kNLSMaxLibraryNameLength + 1) > kNLSMaxLibraryNameLength) {
+    nls::ReportLibraryFailure("library name missing or too long");
     nls::AssertLine(266, nls::unit::kLinker);
     fStatus = -1300;
     return -1300;
@@ -197,6 +199,8 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   char fileName[kFileNameSize];
   size_t nameLength = strnlen(library->name, sizeof library->name);
   if (fDefaultLibraryPath == nullptr || nameLength > kNLSMaxLibraryNameLength) {
+    nls::ReportLibraryFailure(fDefaultLibraryPath == nullptr ? "no library directory"
+                                                             : "library name too long");
     nls::AssertLine(499, nls::unit::kLinker);
     fStatus = -1300;
     return;
@@ -209,6 +213,7 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   size_t fileLength = std::strlen(fileName);
   char* path = new (std::nothrow) char[directoryLength + fileLength + 1];
   if (path == nullptr) {
+    nls::ReportLibraryFailure("out of memory");
     nls::AssertLine(499, nls::unit::kLinker);
     fStatus = -1002;
     return;
@@ -216,8 +221,9 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   std::memcpy(path, fDefaultLibraryPath, directoryLength);
   std::memcpy(path + directoryLength, fileName, fileLength + 1);
 
-  void* handle = dlopen(path, RTLD_LAZY);
-  dlerror();  // leave no error state behind for the host
+  // Only a file that passes the trust rule is opened; the reason of a
+  // failure goes to the registry information.
+  void* handle = nls::OpenConverterLibrary(path);
   delete[] path;
   if (handle == nullptr) {
     nls::AssertLine(499, nls::unit::kLinker);

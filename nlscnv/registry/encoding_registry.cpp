@@ -7,6 +7,7 @@
 
 #include "nlscnv/conversion/encoding_converter.h"
 #include "nlscnv/framework/dll_linker.h"
+#include "nlscnv/registry/load_report.h"
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/support/nls_mutex.h"
 
@@ -112,6 +113,7 @@ void TEncodingRegistry::ReleaseAll() {
 
 int TEncodingRegistry::Initialize(const char* dataDirectory) {
   NLSMutex lock;
+  nls::ResetLoadReport();
   if (dataDirectory == nullptr) {
     nls::AssertLine(158, nls::unit::kReg);
     fStatus = -1009;
@@ -153,13 +155,17 @@ int TEncodingRegistry::Initialize(const char* dataDirectory) {
     }
     std::memcpy(path, dataDirectory, directoryLength);
     std::strcpy(path + directoryLength, registryFile.name);
-    FILE* file = std::fopen(path, "r");
+    const int index = static_cast<int>(&registryFile - kFiles);
+    // Under the trust rule: a refused file is treated as a missing one.
+    FILE* file = nls::OpenRegistryFile(path, index);
     if (file == nullptr) {
       // A missing file ends the reading quietly; later files are not read.
       delete[] path;
       return fStatus;
     }
+    const int32_t entries = nls::RegistryFileEntries(this, index);
     fStatus = (this->*registryFile.read)(file);
+    nls::ReportRegistryRecords(index, nls::RegistryFileEntries(this, index) - entries);
     std::fclose(file);
     delete[] path;
     if (fStatus != 1) {
