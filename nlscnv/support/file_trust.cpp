@@ -9,7 +9,7 @@
 
 namespace nls {
 
-const char* TrustRefusal(const struct stat& info, uid_t effectiveUser, bool directory) {
+const char* TrustRefusal(const struct stat64& info, uid_t effectiveUser, bool directory) {
   if (info.st_uid != effectiveUser && info.st_uid != 0) {
     return directory ? "refused: directory owned by another user"
                      : "refused: file owned by another user";
@@ -49,8 +49,8 @@ bool OpenTrustedFile(const char* path, TrustedFile* file) {
     return false;
   }
   const uid_t user = geteuid();
-  struct stat info;
-  if (fstat(directoryFd, &info) != 0) {
+  struct stat64 info;
+  if (fstat64(directoryFd, &info) != 0) {
     file->error = errno;
     close(directoryFd);
     return false;
@@ -66,7 +66,7 @@ bool OpenTrustedFile(const char* path, TrustedFile* file) {
   file->error = fd < 0 ? errno : 0;
   close(directoryFd);
   if (fd < 0) return false;
-  if (fstat(fd, &info) != 0) {
+  if (fstat64(fd, &info) != 0) {
     file->error = errno;
     close(fd);
     return false;

@@ -16,8 +16,9 @@ namespace nls {
 
 // Why the rule refuses a file or directory with this status, or null when
 // it passes. The texts are constants ("refused: directory writable by
-// others" and the like).
-const char* TrustRefusal(const struct stat& info, uid_t effectiveUser, bool directory);
+// others" and the like). stat64: in a 32-bit build plain fstat fails on
+// large inode numbers.
+const char* TrustRefusal(const struct stat64& info, uid_t effectiveUser, bool directory);
 
 // A file opened for reading under the rule.
 struct TrustedFile {
