@@ -1,6 +1,7 @@
 // Exported initialisation and termination.
 #include "nlscnv.h"
 #include "nlscnv/conversion/encoding_converter.h"
+#include "nlscnv/framework/two_stage_converter.h"
 #include "nlscnv/support/nls_mutex.h"
 #include "nlscnv/support/secure_environment.h"
 
@@ -24,6 +25,7 @@ int NLS_EncInitialize(const MutexImplementation* mutex, const char* dataDirector
 int NLS_EncTerminate(void) {
   EncodingConverter::deleteEncodingRegistry();
   NLSMutex::ReleaseImplementation();
+  TTwoStageConverter::ReleaseThreadReserve();
   return 1;
 }
 
