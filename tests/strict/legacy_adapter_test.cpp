@@ -156,13 +156,13 @@ TEST_P(LegacyAdapter, StreamsInAnyPiecesAndOutputSizes) {
   const Bytes decoded = Whole(decoder_.converter(), bytes);
   // Rooms that hold a character and the terminator; a stateful encoder ends
   // the text at the end of every call, so only its decoder streams exactly.
-  for (size_t piece : {1, 2, 3, 7, 64}) {
-    for (size_t room : {6, 7, 9, 16}) {
+  for (size_t piece : {1, 3, 64}) {
+    for (size_t room : {6, 7, 16}) {
       decoder_.converter()->Reset();
       EXPECT_EQ(Stream(decoder_.converter(), bytes, piece, room), decoded)
           << "decoding in pieces of " << piece << " into " << room;
     }
-    for (size_t room : {24, 25, 40}) {
+    for (size_t room : {25, 40}) {
       encoder_.converter()->Reset();
       if (!e.stateful) {
         EXPECT_EQ(Stream(encoder_.converter(), text, piece, room), bytes)

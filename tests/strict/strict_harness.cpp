@@ -137,24 +137,7 @@ std::vector<EncodingCase> Load() {
     c.stateful = f[4].find("stateful") != std::string::npos;
     c.bom = f[4].find("bom") != std::string::npos;
     c.pythonBytesDiffer = f[4].find("python-bytes-differ") != std::string::npos;
-    const std::string file = "strict/" + std::to_string(cases.size()) + ".bin";
-    for (const auto& record : LoadRecords(file, 2)) {
-      const std::string tag(record[0].begin(), record[0].end());
-      if (tag == "bad") {
-        EncodingCase::Bad bad;
-        uint32_t v[3];
-        std::memcpy(v, record[1].data(), sizeof v);
-        bad.start = v[0];
-        bad.end = v[1];
-        bad.incomplete = v[2] != 0;
-        bad.input.assign(record[1].begin() + sizeof v, record[1].end());
-        c.bad.push_back(bad);
-      } else if (tag == "badprefix") {
-        c.bad.back().prefix = record[1];
-      } else {
-        c.data[tag] = record[1];
-      }
-    }
+    c.file = "strict/" + std::to_string(cases.size()) + ".bin";
     cases.push_back(std::move(c));
   }
   return cases;
@@ -173,9 +156,36 @@ std::vector<std::string> EncodingNames() {
   return names;
 }
 
+static void ReadData(EncodingCase* c) {
+  for (const auto& record : LoadRecords(c->file, 2)) {
+    const std::string tag(record[0].begin(), record[0].end());
+    if (tag == "bad") {
+      EncodingCase::Bad bad;
+      uint32_t v[3];
+      std::memcpy(v, record[1].data(), sizeof v);
+      bad.start = v[0];
+      bad.end = v[1];
+      bad.incomplete = v[2] != 0;
+      bad.input.assign(record[1].begin() + sizeof v, record[1].end());
+      c->bad.push_back(bad);
+    } else if (tag == "badprefix") {
+      c->bad.back().prefix = record[1];
+    } else {
+      c->data[tag] = record[1];
+    }
+  }
+}
+
 const EncodingCase& CaseOf(const std::string& name) {
-  for (const EncodingCase& c : EncodingCases())
-    if (c.name == name) return c;
+  static std::map<std::string, EncodingCase> read;
+  auto it = read.find(name);
+  if (it != read.end()) return it->second;
+  for (const EncodingCase& c : EncodingCases()) {
+    if (c.name != name) continue;
+    EncodingCase& full = read[name] = c;
+    ReadData(&full);
+    return full;
+  }
   static const EncodingCase none;
   return none;
 }

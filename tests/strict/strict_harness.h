@@ -55,7 +55,7 @@ struct EncodingCase {
   // peer -> characters and byte sequences that differ by a documented choice
   std::map<std::string, std::set<uint32_t>> differingChars;
   std::map<std::string, std::vector<Bytes>> differingBytes;
-  std::set<std::string> endsDiffer;  // peers that call a hopeless cut sequence cut
+  std::set<std::string> endsDiffer;   // peers that call a hopeless cut sequence cut
   std::map<std::string, Bytes> data;  // text, bytes, bytestext, valid, validtext
   struct Bad {
     Bytes input;
@@ -64,10 +64,14 @@ struct EncodingCase {
     Bytes prefix;
   };
   std::vector<Bad> bad;
+  std::string file;  // where the reference data is (read by CaseOf)
 };
 
+// The encodings and their differences (without reference data).
 const std::vector<EncodingCase>& EncodingCases();
 std::vector<std::string> EncodingNames();
+// One encoding with its reference data, read on first use: a test process
+// reads only the data of the encodings it tests.
 const EncodingCase& CaseOf(const std::string& name);
 
 // UTF-16LE text with the characters of `drop` removed.
