@@ -10,7 +10,8 @@ install(TARGETS nlscnv EXPORT nlscnvTargets
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/include/nlscnv.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/include/nlscnv/converter.h
+file(GLOB _nls_public_headers ${PROJECT_SOURCE_DIR}/include/nlscnv/*.h)
+install(FILES ${_nls_public_headers}
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/nlscnv)
 install(TARGETS nlsconv_installed RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 

@@ -33,7 +33,21 @@
  *
  * Failures that the library diagnoses also print one line to standard error:
  * "assert: line N, file UNIT" followed by the BEL character. The call then
- * returns its status; the library never aborts.
+ * returns its status; the library never aborts. A host can take these
+ * diagnostics over or silence them with NLS_SetDiagnosticHandler.
+ *
+ * Trust rule
+ * ----------
+ * A converter library is loaded, and a registry file read, only when the file
+ * and the directory that holds it are each owned by the effective user or by
+ * root and writable by neither group nor others; a file or directory owned by
+ * root whose group is root (gid 0) may be group-writable. Symbolic links are
+ * resolved first: the rule applies to the target and the target's directory.
+ * A refused library fails as a missing one does (same statuses, same
+ * diagnostic lines); a refused registry file is treated as a missing one.
+ * NLS_GetRegistryInfo tells what was refused and why. The environment
+ * variable QV_NLS_DATADIRECTORY is ignored in a set-user-ID or set-group-ID
+ * process (secure-execution mode, as secure_getenv decides).
  *
  * Threads
  * -------
@@ -41,7 +55,8 @@
  * NLS_RegisterStaticLibrary change process-wide state without a lock and must
  * not overlap any other call. A handle is used by one thread at a time. Give
  * NLS_EncInitialize a MutexImplementation when several threads create
- * converters or look up names at once.
+ * converters or look up names at once. NLS_SetDiagnosticHandler may be
+ * called from any thread at any time.
  */
 #ifndef NLSCNV_H
 #define NLSCNV_H
@@ -135,10 +150,13 @@ typedef struct _NLS_AUTO_DETECT_RESULT {
 
 /* Installs the mutex (when not null), sets the data directory and builds the
  * registry. The data directory is dataDirectory when neither null nor empty,
- * else the environment variable QV_NLS_DATADIRECTORY when set and not empty,
- * else the current directory; "conv30/" is always appended. The registry
- * files encreg.txt, aliasreg.txt and javareg.txt and the converter libraries
- * are read from there; missing files are not an error. Returns 1.
+ * else the environment variable QV_NLS_DATADIRECTORY when set and not empty
+ * (and the process is not in secure-execution mode), else the current
+ * directory; "conv30/" is always appended. The registry files encreg.txt,
+ * aliasreg.txt and javareg.txt and the converter libraries are read from
+ * there under the trust rule; missing files are not an error (reading stops
+ * at the first missing or refused file). Returns 1: NLS_GetRegistryInfo
+ * tells what was found.
  * Calling it is optional: the first call that needs the registry initialises
  * the library with no mutex and no directory. */
 NLS_EXPORT int NLS_EncInitialize(const MutexImplementation* mutex, const char* dataDirectory);
@@ -146,6 +164,72 @@ NLS_EXPORT int NLS_EncInitialize(const MutexImplementation* mutex, const char* d
 /* Destroys the registry, unloads every converter library and removes the
  * mutex. Every handle must have been deleted before. Returns 1. */
 NLS_EXPORT int NLS_EncTerminate(void);
+
+/* ---- Diagnostics and the state of the registry ------------------------ */
+
+/* Receives one diagnostic: the line number and the source unit ("linker",
+ * "nlsenc", ...) that the default line shows. The unit is a constant string. */
+typedef void (*NLS_DiagnosticHandler)(void* context, int line, const char* unit);
+
+/* Sends every later diagnostic to handler(context, line, unit) instead of
+ * standard error; a null handler silences them. Without a call the library
+ * writes "assert: line N, file UNIT" and BEL to standard error, which is
+ * what NLS_PrintDiagnostic does: install it to get that back.
+ * The setting belongs to the process: it may be made before or after
+ * NLS_EncInitialize, from any thread, at any time, and NLS_EncTerminate
+ * keeps it. Handler and context are installed as one unit. A diagnostic
+ * raised while the handler changes goes to either the old or the new
+ * handler, each with its own context. The call returns only when no thread
+ * is inside the old handler any more, and the old handler is never called
+ * after that: the host may then release the old context. So a handler must
+ * not wait for a thread that may be changing the handler, and it must be
+ * safe to call from several threads at once.
+ * Returns 1, or -1009 when called from inside a handler (nothing changes). */
+NLS_EXPORT int NLS_SetDiagnosticHandler(NLS_DiagnosticHandler handler, void* context);
+
+/* The default handler: writes "assert: line %d, file %s" and BEL and a line
+ * feed to standard error. The context is not read. */
+NLS_EXPORT void NLS_PrintDiagnostic(void* context, int line, const char* unit);
+
+/* States of a registry file in NLS_RegistryInfo. */
+#define NLS_REGISTRY_FILE_NOT_READ 0 /* reading stopped before this file */
+#define NLS_REGISTRY_FILE_FOUND 1    /* read */
+#define NLS_REGISTRY_FILE_MISSING 2  /* absent or not readable */
+#define NLS_REGISTRY_FILE_REFUSED 3  /* present, refused by the trust rule */
+
+typedef struct NLS_RegistryFileInfo {
+  int32_t state;       /* NLS_REGISTRY_FILE_... */
+  uint32_t records;    /* records it gave (FOUND only) */
+  const char* refusal; /* REFUSED only: why, e.g. "refused: directory writable
+                          by others" (a constant); else null */
+} NLS_RegistryFileInfo;
+
+/* What the last initialisation found. The record may grow in later versions:
+ * the host sets size to sizeof(NLS_RegistryInfo) of the header it was built
+ * with, and the library fills only the members that lie within size. */
+typedef struct NLS_RegistryInfo {
+  uint32_t size;
+  /* The data directory in use, "conv30/" included (for example
+   * "/usr/share/nlscnv/conv30/"); valid until NLS_EncInitialize or
+   * NLS_EncTerminate. */
+  const char* dataDirectory;
+  /* encreg.txt, aliasreg.txt, javareg.txt, in reading order. */
+  NLS_RegistryFileInfo files[3];
+  uint32_t librariesLoaded; /* converter libraries loaded now */
+  uint32_t libraryFailures; /* loads that failed (refusals included) */
+  /* Why the last library load failed: the dynamic loader's message, the
+   * trust rule's refusal ("refused: file owned by another user", ...) or
+   * "PATH: No such file or directory"; null when none failed. A copy that
+   * belongs to the calling thread, valid until its next call. */
+  const char* lastLibraryFailure;
+} NLS_RegistryInfo;
+
+/* Fills *info (initialising the library first when needed). Counts are since
+ * the last initialisation. Must not overlap NLS_EncInitialize or
+ * NLS_EncTerminate; otherwise any thread may call it at any time.
+ * Returns 1; -1009 for a null info or a size below that of this first
+ * version; -1002 when the registry could not be created. */
+NLS_EXPORT int NLS_GetRegistryInfo(NLS_RegistryInfo* info);
 
 /* ---- Converter handles ------------------------------------------------ */
 

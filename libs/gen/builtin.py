@@ -273,7 +273,14 @@ def registry_section():
 
 def oracle_rows():
     return [
-        oracle.Oracle("UTF-8", "utf-8", "UTF-8", "UTF-8"),
+        oracle.Oracle("UTF-8", "utf-8", "UTF-8", "UTF-8",
+                      differences={"glibc": {"ends": True,
+                                             "why": "glibc reads a lead byte that can never "
+                                                    "start a sequence (0xF5-0xFD), or a lead "
+                                                    "byte followed by a byte that cannot follow "
+                                                    "it (0xE0 0x80), as a cut character when "
+                                                    "the input ends there; it is invalid at "
+                                                    "once"}}),
         oracle.Oracle("ISO_8859-1:1987", "latin-1", "ISO-8859-1", "ISO-8859-1"),
         oracle.Oracle("US-ASCII", "ascii", "ASCII", "US-ASCII"),
         # The pivot and UCS-4 are in the machine's byte order (little-endian
@@ -283,15 +290,24 @@ def oracle_rows():
         oracle.Oracle("UNICODE-1-1-UTF-7", "utf-7", "UTF-7", "UTF-7", stateful=True,
                       differences={"python": {"why": "Python writes the optional characters "
                                                      "of RFC 2152 directly and closes runs "
-                                                     "differently; both decode the same text"}}),
+                                                     "differently; both decode the same text"},
+                                   "icu": {"why": "ICU's decoder takes every ASCII byte outside "
+                                                  "a run as text (control characters, the "
+                                                  "backslash and the tilde included), which "
+                                                  "RFC 2152 does not allow"}}),
         oracle.Oracle("IMAP-MODIFIED-UTF-7", None, "UTF-7-IMAP", "IMAP-mailbox-name",
-                      stateful=True),
+                      stateful=True,
+                      differences={"glibc": {"why": "glibc accepts a run that spells printable "
+                                                    "ASCII ('&AEE-' for 'A') and a run the "
+                                                    "text ends in without '-'; RFC 3501 allows "
+                                                    "neither"}}),
         oracle.Oracle("x-mac-roman", "mac_roman", None, "macintosh",
-                      differences={"python": {"chars": [0x20AC, 0x00A4, 0x2126, 0x03A9],
-                                              "bytes": [b"\xdb", b"\xbd"],
+                      differences={"python": {"chars": [0x20AC, 0x00A4, 0x2126, 0x03A9, 0x007F],
+                                              "bytes": [b"\xdb", b"\xbd", b"\x7f"],
                                               "why": "the built-in MacRoman keeps the older "
                                                      "form: 0xDB is U+00A4 (not the euro "
-                                                     "sign) and 0xBD is U+2126 (not U+03A9)"},
+                                                     "sign), 0xBD is U+2126 (not U+03A9), and "
+                                                     "0x7F is not mapped"},
                                    "icu": {"chars": [0x20AC, 0x00A4, 0x2126, 0x03A9, 0x007F],
                                            "bytes": [b"\xdb", b"\xbd", b"\x7f"],
                                            "why": "the older form of MacRoman; 0x7F is "

@@ -18,9 +18,12 @@ class Oracle:
         self.icu = icu            # ICU converter name, or None
         self.stateful = stateful  # the encoder keeps state that a flush ends
         self.bom = bom            # the encoder writes a byte-order mark first
-        # peer -> {"chars": [code points], "bytes": [byte strings], "why": text}:
-        # characters and byte sequences whose conversion differs from that peer
-        # by a documented mapping choice; the tests leave them out for that peer.
+        # peer -> {"chars": [code points], "bytes": [byte strings], "ends": bool,
+        # "why": text}: characters and byte sequences whose conversion differs
+        # from that peer by a documented mapping choice (the tests leave them
+        # out for that peer); "ends": where the input ends inside a sequence
+        # that can never become valid, the peer reports it as cut (EINVAL)
+        # and this library as invalid (EILSEQ) at the same place.
         self.differences = differences or {}
 
     def row(self):
@@ -28,5 +31,6 @@ class Oracle:
                 "stateful": self.stateful, "bom": self.bom,
                 "differences": {peer: {"chars": d.get("chars", []),
                                        "bytes": [b.hex() for b in d.get("bytes", [])],
+                                       "ends": d.get("ends", False),
                                        "why": d["why"]}
                                 for peer, d in self.differences.items()}}

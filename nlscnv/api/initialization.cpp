@@ -1,9 +1,9 @@
 // Exported initialisation and termination.
-#include <cstdlib>
-
 #include "nlscnv.h"
 #include "nlscnv/conversion/encoding_converter.h"
+#include "nlscnv/framework/two_stage_converter.h"
 #include "nlscnv/support/nls_mutex.h"
+#include "nlscnv/support/secure_environment.h"
 
 extern "C" {
 
@@ -13,7 +13,7 @@ int NLS_EncInitialize(const MutexImplementation* mutex, const char* dataDirector
   if (dataDirectory != nullptr && dataDirectory[0] != '\0') {
     directory = dataDirectory;
   } else {
-    const char* fromEnvironment = std::getenv("QV_NLS_DATADIRECTORY");
+    const char* fromEnvironment = nls::LibraryEnvironment("QV_NLS_DATADIRECTORY");
     if (fromEnvironment != nullptr && fromEnvironment[0] != '\0') directory = fromEnvironment;
   }
   // The directory must be set first: the registry reads it while it is built.
@@ -25,6 +25,7 @@ int NLS_EncInitialize(const MutexImplementation* mutex, const char* dataDirector
 int NLS_EncTerminate(void) {
   EncodingConverter::deleteEncodingRegistry();
   NLSMutex::ReleaseImplementation();
+  TTwoStageConverter::ReleaseThreadReserve();
   return 1;
 }
 

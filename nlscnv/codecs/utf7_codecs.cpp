@@ -14,7 +14,8 @@
 //   left over must be fewer than six and zero, a shift character must be
 //   followed by a digit or "-" at once, and an IMAP run must end with "-".
 //   A violation is reported at the byte that ended the run, with length 0:
-//   the run's bits are dropped and that byte is read again as text.
+//   the run's bits are dropped and that byte is read again as text. An IMAP
+//   run may not spell a printable ASCII character (RFC 3501).
 // - At the end of the text (flush), an unfinished run is checked the same
 //   way (a UTF-7 run may end there; an IMAP run may not).
 // Encoding, as glibc does it: UTF-7 writes set D and space, tab, CR, LF as
@@ -56,7 +57,7 @@ Form MakeForm(bool imap) {
   }
   f.digits[62] = '+';
   f.digits[63] = imap ? ',' : '/';
-  f.digitValue['+'] = 62;
+  f.digitValue[static_cast<unsigned char>('+')] = 62;
   f.digitValue[static_cast<unsigned char>(f.digits[63])] = 63;
   if (imap) {
     for (int c = 0x20; c < 0x7F; ++c) f.decodeDirect[c] = f.encodeDirect[c] = c != '&';
@@ -138,6 +139,8 @@ int Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
           return codec::Char(1, 0x10000 + ((w[kHigh] - 0xD800) << 10) + (unit - 0xDC00));
         }
         if (w[kFlags] & kHasHigh) return codec::Invalid(1);
+        // RFC 3501: a printable ASCII character is never written in base64.
+        if (f.imap && unit >= 0x20 && unit <= 0x7E) return codec::Invalid(1);
         return codec::Char(1, unit);
       });
 }

@@ -1,9 +1,25 @@
 #include "nlscnv/framework/two_stage_converter.h"
 
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "nlscnv/support/diagnostics.h"
+
+namespace {
+
+// The intermediate buffer of the last two-stage conversion that finished on
+// this thread with nothing held, kept for the next one: a host that makes a
+// fresh converter for every buffer converts through memory that is already
+// mapped and in the cache. Buffers above kKeptLimit are not kept.
+constexpr uint32_t kKeptLimit = 64u << 20;
+struct KeptBuffer {
+  std::unique_ptr<unsigned char[]> data;
+  uint32_t capacity = 0;
+};
+thread_local KeptBuffer tKept;
+
+}  // namespace
 
 TTwoStageConverter::TTwoStageConverter(const char* from, const char* to, TEncodingConverter* first,
                                        TEncodingConverter* second)
@@ -17,13 +33,29 @@ TTwoStageConverter::TTwoStageConverter(const char* from, const char* to, TEncodi
 TTwoStageConverter::~TTwoStageConverter() {
   if (fFirstStage != nullptr) fFirstStage->ReleaseEncodingConverter();
   if (fSecondStage != nullptr) fSecondStage->ReleaseEncodingConverter();
-  if (fIntermediate != fLent) delete[] fIntermediate;
+  ReleaseIntermediate();
 }
 
 void TTwoStageConverter::Reset() {
-  if (fIntermediate != fLent) delete[] fIntermediate;
-  fIntermediate = nullptr;
+  ReleaseIntermediate();
   fIntermediateLength = 0;
+}
+
+void TTwoStageConverter::ReleaseThreadReserve() {
+  tKept.data.reset();
+  tKept.capacity = 0;
+}
+
+void TTwoStageConverter::ReleaseIntermediate() {
+  if (fIntermediate != nullptr && fIntermediate != fLent) {
+    if (fIntermediateCapacity <= kKeptLimit && fIntermediateCapacity > tKept.capacity) {
+      tKept.data.reset(fIntermediate);
+      tKept.capacity = fIntermediateCapacity;
+    } else {
+      delete[] fIntermediate;
+    }
+  }
+  fIntermediate = nullptr;
   fIntermediateCapacity = 0;
 }
 
@@ -42,12 +74,20 @@ bool TTwoStageConverter::EnsureCapacity(uint64_t size) {
     fIntermediateCapacity = fLentCapacity;
     return true;
   }
-  unsigned char* grown = new (std::nothrow) unsigned char[size];
+  unsigned char* grown;
+  uint32_t capacity = static_cast<uint32_t>(size);
+  if (tKept.capacity >= size) {
+    grown = tKept.data.release();
+    capacity = tKept.capacity;
+    tKept.capacity = 0;
+  } else {
+    grown = new (std::nothrow) unsigned char[size];
+  }
   if (grown == nullptr) return false;
   if (fIntermediateLength > 0) std::memcpy(grown, fIntermediate, fIntermediateLength);
   if (fIntermediate != fLent) delete[] fIntermediate;
   fIntermediate = grown;
-  fIntermediateCapacity = static_cast<uint32_t>(size);
+  fIntermediateCapacity = capacity;
   return true;
 }
 
@@ -80,11 +120,11 @@ int TTwoStageConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsign
   }
 
   // The intermediate buffer holds everything the first stage can make of the
-  // input, so the first stage stops early only on incomplete input.
+  // input (its own estimate), so the first stage stops early only on
+  // incomplete input; its size never depends on the output's.
   unsigned int firstSize = 0;
   fFirstStage->TargetBufferSize(src, srcLen, &firstSize);
-  uint64_t capacity = 2 * static_cast<uint64_t>(srcLen > dstSize ? srcLen : dstSize);
-  if (capacity < firstSize) capacity = firstSize;
+  const uint64_t capacity = firstSize;
   if (!EnsureCapacity(capacity)) {
     nls::AssertLine(nls::site::kIntermediateNoMemory);
     return NLS_E_NO_MEMORY;
@@ -104,8 +144,10 @@ int TTwoStageConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsign
   *dstLen = out + produced;
   if (second == 1) {
     fIntermediateLength = 0;
-    return 1;
+  } else {
+    DropHeld(consumed);
   }
-  DropHeld(consumed);
+  // Nothing held: the buffer goes back for the next conversion.
+  if (fIntermediateLength == 0) ReleaseIntermediate();
   return fIntermediateLength > 0 ? 2 : 1;
 }

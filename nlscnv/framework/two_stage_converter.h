@@ -23,6 +23,10 @@ class TTwoStageConverter : public TEncodingConverter {
   int Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
               const unsigned char* src, unsigned int srcLen, unsigned int* srcUsed) override;
 
+  // Frees the intermediate buffer that this thread keeps for its next
+  // two-stage conversion (termination leaves no memory behind).
+  static void ReleaseThreadReserve();
+
   // Bytes of UCS-2 text held for the next call.
   unsigned int heldLength() const { return fIntermediateLength; }
 
@@ -39,6 +43,9 @@ class TTwoStageConverter : public TEncodingConverter {
   bool EnsureCapacity(uint64_t size);
   // Removes the first `count` bytes of the held text.
   void DropHeld(unsigned int count);
+  // Gives the intermediate buffer up (to this thread's reserve, when it is
+  // the larger one).
+  void ReleaseIntermediate();
 
   unsigned char* fIntermediate;
   uint32_t fIntermediateLength;

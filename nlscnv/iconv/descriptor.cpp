@@ -159,8 +159,12 @@ class Conversion {
   Step Through() {
     const NLS_CodecState savedDecoder = cd_->decoder, savedEncoder = cd_->encoder;
     NLS_CodecCall decoded, encoded;
-    const int d = Run(cd_->from, true, &cd_->decoder, *in_, *inLeft_, cd_->pivot, sizeof cd_->pivot,
-                      0, &decoded);
+    // No more pivot text than the output can take: every character the
+    // encoder takes writes at least a byte, so a small output needs only a
+    // small chunk (and a host that drains in small pieces pays no more).
+    const size_t room = *outLeft_ < sizeof cd_->pivot / 4 ? 4 * *outLeft_ + 16 : sizeof cd_->pivot;
+    const int d =
+        Run(cd_->from, true, &cd_->decoder, *in_, *inLeft_, cd_->pivot, room, 0, &decoded);
     const int e = Run(cd_->to, false, &cd_->encoder, cd_->pivot, decoded.dstLen, *out_, *outLeft_,
                       0, &encoded);
     if (e == NLS_CODEC_DONE && encoded.srcUsed == decoded.dstLen) {

@@ -7,6 +7,7 @@
 #include <new>
 
 #include "nlscnv/codec.h"
+#include "nlscnv/registry/load_report.h"
 #include "nlscnv/support/diagnostics.h"
 
 namespace {
@@ -138,6 +139,7 @@ int TDLLLinker::NLS_LoadLibrary(const char* libraryName) {
   // A name whose file name would not fit cannot be loaded.
   if (libraryName == nullptr ||
       strnlen(libraryName, kNLSMaxLibraryNameLength + 1) > kNLSMaxLibraryNameLength) {
+    nls::ReportLibraryFailure("library name missing or too long");
     nls::AssertLine(nls::site::kLibraryNotLoaded);
     fStatus = NLS_E_LIBRARY;
     return NLS_E_LIBRARY;
@@ -198,6 +200,8 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   char fileName[kFileNameSize];
   size_t nameLength = strnlen(library->name, sizeof library->name);
   if (fDefaultLibraryPath == nullptr || nameLength > kNLSMaxLibraryNameLength) {
+    nls::ReportLibraryFailure(fDefaultLibraryPath == nullptr ? "no library directory"
+                                                             : "library name too long");
     nls::AssertLine(nls::site::kOpenFailed);
     fStatus = NLS_E_LIBRARY;
     return;
@@ -210,6 +214,7 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   size_t fileLength = std::strlen(fileName);
   char* path = new (std::nothrow) char[directoryLength + fileLength + 1];
   if (path == nullptr) {
+    nls::ReportLibraryFailure("out of memory");
     nls::AssertLine(nls::site::kOpenFailed);
     fStatus = NLS_E_NO_MEMORY;
     return;
@@ -217,8 +222,9 @@ void TDLLLinker::Platform_LoadDynamicLibrary(NLS_Library* library) {
   std::memcpy(path, fDefaultLibraryPath, directoryLength);
   std::memcpy(path + directoryLength, fileName, fileLength + 1);
 
-  void* handle = dlopen(path, RTLD_LAZY);
-  dlerror();  // leave no error state behind for the host
+  // Only a file that passes the trust rule is opened; the reason of a
+  // failure goes to the registry information.
+  void* handle = nls::OpenConverterLibrary(path);
   delete[] path;
   if (handle == nullptr) {
     nls::AssertLine(nls::site::kOpenFailed);

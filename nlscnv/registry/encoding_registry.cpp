@@ -6,6 +6,7 @@
 #include <new>
 
 #include "nlscnv/registry/dll_linker.h"
+#include "nlscnv/registry/load_report.h"
 #include "nlscnv/support/diagnostics.h"
 #include "nlscnv/support/nls_mutex.h"
 
@@ -117,6 +118,7 @@ void TEncodingRegistry::ReleaseAll() {
 
 int TEncodingRegistry::Initialize(const char* dataDirectory) {
   NLSMutex lock;
+  nls::ResetLoadReport();
   if (dataDirectory == nullptr) {
     nls::AssertLine(nls::site::kNullDataDirectory);
     fStatus = NLS_E_ARGUMENT;
@@ -161,13 +163,17 @@ int TEncodingRegistry::Initialize(const char* dataDirectory) {
     }
     std::memcpy(path, dataDirectory, directoryLength);
     std::strcpy(path + directoryLength, registryFile.name);
-    FILE* file = std::fopen(path, "r");
+    const int index = static_cast<int>(&registryFile - kFiles);
+    // Under the trust rule: a refused file is treated as a missing one.
+    FILE* file = nls::OpenRegistryFile(path, index);
     if (file == nullptr) {
       // A missing file ends the reading quietly; later files are not read.
       delete[] path;
       return fStatus;
     }
+    const int32_t entries = nls::RegistryFileEntries(this, index);
     fStatus = (this->*registryFile.read)(file);
+    nls::ReportRegistryRecords(index, nls::RegistryFileEntries(this, index) - entries);
     std::fclose(file);
     delete[] path;
     if (fStatus != 1) {

@@ -1,11 +1,9 @@
 #include "nlscnv/support/diagnostics.h"
 
-#include <cstdio>
+#include "nlscnv/support/diagnostic_handler.h"
 
 namespace nls {
 
-void AssertLine(int line, const char* unit) {
-  std::fprintf(stderr, "assert: line %d, file %s%c\n", line, unit, 7);
-}
+void AssertLine(int line, const char* unit) { DeliverDiagnostic(line, unit); }
 
 }  // namespace nls

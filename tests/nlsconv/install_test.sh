@@ -91,6 +91,24 @@ if [ -e "$prefix/share/nlscnv/conv30/libnlsjapanese30.so" ]; then
   [ "$(cd / && env -u QV_NLS_DATADIRECTORY "$prefix/bin/nlsconv" -f Shift_JIS "$work/sjis.txt")" = \
     "日本語のテキスト" ] || fail "installed nlsconv with a converter library"
 fi
+# A converter library builds out of the tree against the installed headers
+# alone (its own folder aside), links against the installed library only,
+# and serves conversions once it is in the data directory.
+for f in "$prefix"/include/nlscnv/*.h; do
+  [ -e "$f" ] || fail "no public converter headers installed"
+done
+cxx=${cc%gcc}g++
+[ -x "$(command -v "$cxx")" ] || cxx=c++
+mkdir -p "$work/outside/conv30"
+"$cxx" -std=c++17 -O1 -shared -fPIC -Wall -Wextra -Werror -I"$prefix/include" -I"$source/libs" \
+  "$source"/libs/korean/*.cpp -L"$prefix/$libdir" -lnlscnv -Wl,--no-undefined \
+  -o "$work/outside/conv30/libnlskorean30.so" 2>"$work/outside.log" ||
+  fail "a converter library against the installed headers (see $work/outside.log)"
+cp "$prefix/share/nlscnv/conv30/"*.txt "$work/outside/conv30/"
+python3 -c 'import sys; sys.stdout.buffer.write("한국어 텍스트\n".encode("euc_kr"))' >"$work/euckr.txt"
+[ "$(cd / && LD_LIBRARY_PATH=$prefix/$libdir "$prefix/bin/nlsconv" --data-dir="$work/outside" \
+     -f EUC-KR "$work/euckr.txt")" = "한국어 텍스트" ] ||
+  fail "a converter library built out of the tree"
 # ... also when the installed tree has moved.
 mv "$prefix" "$work/moved"
 (cd / && env -u QV_NLS_DATADIRECTORY "$work/moved/bin/nlsconv" -f install-test-alias \

@@ -547,7 +547,14 @@ class DataDirectory(Workspace):
         result = nlsconv("-f", "macintosh", stdin=b"\x8e\n", cwd=self.dir)
         self.assertEqual((result.returncode, result.stdout), (0, "é\n".encode()))
         result = nlsconv("--data-dir", self.dir, "-f", "macintosh", stdin=b"\x8e\n")
-        self.assertFailure(result, "^nlsconv: cannot convert from macintosh to UTF-8\n$")
+        self.assertFailure(result, f"^nlsconv: no registry files in {re.escape(self.dir)}/conv30/\n$")
+
+    def test_registry_files_refused_in_a_directory_others_can_write(self):
+        directory = self.registry("open", aliases="pick UTF-8\n")
+        os.chmod(os.path.join(directory, "conv30"), 0o777)
+        result = nlsconv("--data-dir", directory + "/", "-f", "pick", stdin=b"a\n")
+        self.assertFailure(result, f"^nlsconv: registry files in {re.escape(directory)}/conv30/ "
+                                   "refused: directory writable by others\n$")
 
 
 # ---- Detection ---------------------------------------------------------

@@ -334,4 +334,90 @@ TEST(Threads, ConcurrentFirstLoadsOfOneLibrary) {
   }
 }
 
+// Diagnostics raised on several threads while another thread keeps changing
+// the handler: each goes to exactly one handler with that handler's own
+// context, and none reaches a context after the change away from it has
+// returned. Library loads fail meanwhile, and the registry information is
+// read while they do.
+struct HandlerContext {
+  std::atomic<bool> retired{false};
+  std::atomic<long> calls{0};
+};
+std::atomic<long> gLateCalls{0};
+std::atomic<long> gUnexpectedLines{0};
+
+void CountingHandler(void* context, int line, const char* unit) {
+  HandlerContext* c = static_cast<HandlerContext*>(context);
+  if (c->retired.load()) gLateCalls.fetch_add(1);
+  const std::string u = unit;
+  if (!((line == 144 && u == "nlsenc") || ((line == 499 || line == 266) && u == "linker")))
+    gUnexpectedLines.fetch_add(1);
+  c->calls.fetch_add(1);
+  // Still inside: the change away from this context must wait for the return.
+  std::this_thread::yield();
+  if (c->retired.load()) gLateCalls.fetch_add(1);
+}
+
+TEST(Threads, DiagnosticHandlerChangesWhileDiagnosing) {
+  NLS_EncTerminate();
+  MutexImplementation mutex = {&gMutex, Lock, Unlock};
+  ASSERT_NE(DataDirectory(), nullptr);
+  ASSERT_EQ(NLS_EncInitialize(&mutex, DataDirectory()), 1);
+  const std::string path = std::string(NLS_THREADS_DATA) + "/conv30/";
+  TDLLLinker linker(nullptr, 0, path.c_str());
+
+  constexpr int kRaisers = 2;
+  constexpr int kChanges = 2000;
+  std::vector<HandlerContext> contexts(kChanges);
+  ASSERT_EQ(NLS_SetDiagnosticHandler(CountingHandler, &contexts[0]), 1);
+  std::atomic<bool> done{false};
+  std::atomic<long> raised{0};
+  std::atomic<long> badInfo{0};
+  StartLine start(kRaisers + 2);
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kRaisers; ++t) {
+    threads.emplace_back([&] {
+      start.Pass();
+      while (!done.load()) {
+        NLS_ConverterHandle h;
+        if (NLS_NewEncodingConverter(nullptr, "UTF-8", &h) != -1009) badInfo.fetch_add(1);
+        if (linker.NLS_LoadLibrary("nlsnone") != -1300) badInfo.fetch_add(1);
+        raised.fetch_add(3);  // lines 144, 499 and 266
+      }
+    });
+  }
+  threads.emplace_back([&] {
+    uint32_t failures = 0;
+    start.Pass();
+    while (!done.load()) {
+      NLS_RegistryInfo seen = {};
+      seen.size = sizeof seen;
+      if (NLS_GetRegistryInfo(&seen) != 1 || seen.libraryFailures < failures) badInfo.fetch_add(1);
+      failures = seen.libraryFailures;
+      if (seen.lastLibraryFailure != nullptr &&
+          std::string(seen.lastLibraryFailure) !=
+              path + "libnlsnone30.so: No such file or directory")
+        badInfo.fetch_add(1);
+    }
+  });
+  // Now and then a handler must have received diagnostics before it is
+  // replaced, so that changes and deliveries overlap throughout.
+  start.Pass();
+  for (int i = 1; i < kChanges; ++i) {
+    while (i % 100 == 0 && contexts[i - 1].calls.load() == 0) std::this_thread::yield();
+    ASSERT_EQ(NLS_SetDiagnosticHandler(CountingHandler, &contexts[i]), 1);
+    contexts[i - 1].retired.store(true);
+  }
+  done.store(true);
+  for (std::thread& thread : threads) thread.join();
+  ASSERT_EQ(NLS_SetDiagnosticHandler(NLS_PrintDiagnostic, nullptr), 1);
+
+  long delivered = 0;
+  for (const HandlerContext& c : contexts) delivered += c.calls.load();
+  EXPECT_EQ(delivered, raised.load());
+  EXPECT_EQ(gLateCalls.load(), 0);
+  EXPECT_EQ(gUnexpectedLines.load(), 0);
+  EXPECT_EQ(badInfo.load(), 0);
+}
+
 }  // namespace

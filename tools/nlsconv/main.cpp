@@ -520,6 +520,25 @@ bool Converter::ConvertPiece(const char* name, size_t length, uint64_t offset, b
   return true;
 }
 
+// A data directory without registry files gives only the built-in
+// encodings: say so now, not "cannot convert" later. False when it has none
+// or they were refused.
+bool RegistryFilesFound() {
+  NLS_RegistryInfo info = {};
+  info.size = sizeof info;
+  if (NLS_GetRegistryInfo(&info) != 1) return true;
+  if (info.files[0].state == NLS_REGISTRY_FILE_MISSING) {
+    fprintf(stderr, "nlsconv: no registry files in %s\n", info.dataDirectory);
+    return false;
+  }
+  if (info.files[0].state == NLS_REGISTRY_FILE_REFUSED) {
+    fprintf(stderr, "nlsconv: registry files in %s %s\n", info.dataDirectory,
+            info.files[0].refusal);
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -531,11 +550,15 @@ int main(int argc, char** argv) {
   // variable, else the installed one (never the current directory).
   const char* directory = options.dataDirectory;
   if (directory == nullptr) {
-    const char* variable = getenv("QV_NLS_DATADIRECTORY");
+    const char* variable = secure_getenv("QV_NLS_DATADIRECTORY");
     directory =
         variable != nullptr && *variable != '\0' ? variable : nlsconv::DefaultDataDirectory();
   }
   NLS_EncInitialize(nullptr, directory);
+  if (!RegistryFilesFound()) {
+    NLS_EncTerminate();
+    return kFailure;
+  }
 
   int status;
   if (options.list) {

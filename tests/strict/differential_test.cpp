@@ -1,0 +1,267 @@
+// The strict interface against independent implementations, for every
+// encoding the generator describes (its oracle rows): Python's codecs
+// (reference data made at build time) and glibc's iconv (run in this
+// process on the same input). Characters and byte sequences whose
+// conversion differs from a peer by a documented mapping choice are left out
+// for that peer; the reasons are in the generator's oracle rows.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "strict/strict_harness.h"
+
+namespace nls_test {
+namespace {
+
+constexpr char kPivot[] = NLS_PIVOT_ENCODING;  // UTF-16LE on both targets
+
+class Strict : public ::testing::TestWithParam<std::string> {
+ protected:
+  static void SetUpTestSuite() { NLS_EncInitialize(nullptr, NLS_BINARY_DIR "/data"); }
+  const EncodingCase& c() const { return CaseOf(GetParam()); }
+  const char* name() const { return c().name.c_str(); }
+  bool Has(const char* tag) const { return c().data.count(tag) != 0; }
+  const Bytes& Data(const char* tag) const { return c().data.at(tag); }
+};
+
+std::vector<std::string> With(std::string EncodingCase::*peer) {
+  std::vector<std::string> names;
+  for (const EncodingCase& e : EncodingCases())
+    if (!(e.*peer).empty()) names.push_back(e.name);
+  return names;
+}
+
+std::string Tag(const ::testing::TestParamInfo<std::string>& info) {
+  std::string tag;
+  for (char ch : info.param) tag += std::isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
+  return tag;
+}
+
+// The valid byte sequences, without those that start with one of `drop`.
+Bytes ValidWithout(const EncodingCase& e, const std::vector<Bytes>& drop) {
+  const Bytes& valid = e.data.at("valid");
+  const Bytes& lengths = e.data.at("validlengths");
+  Bytes out;
+  size_t at = 0;
+  for (unsigned char n : lengths) {
+    const Bytes seq(valid.begin() + static_cast<long>(at),
+                    valid.begin() + static_cast<long>(at + n));
+    at += n;
+    bool dropped = false;
+    for (const Bytes& d : drop)
+      dropped = dropped || std::equal(d.begin(), d.end(), seq.begin(),
+                                      seq.begin() + std::min(seq.size(), d.size()));
+    if (!dropped) out.insert(out.end(), seq.begin(), seq.end());
+  }
+  return out;
+}
+
+bool StartsWithAny(const Bytes& input, size_t at, const std::vector<Bytes>& prefixes) {
+  for (const Bytes& p : prefixes)
+    if (input.size() - at >= p.size() &&
+        std::equal(p.begin(), p.end(), input.begin() + static_cast<long>(at)))
+      return true;
+  return false;
+}
+
+// ---- Python's codecs ----------------------------------------------------------
+
+using PythonOracle = Strict;
+
+TEST_P(PythonOracle, EncodesEveryCharacterAsTheCodec) {
+  ASSERT_TRUE(Has("text")) << "no reference data for " << name();
+  const Outcome ours = Convert(Ours(), name(), kPivot, Data("text"));
+  ASSERT_EQ(ours.error, 0) << Describe(ours);
+  if (c().pythonBytesDiffer) {  // the same text, spelled otherwise
+    EXPECT_EQ(Convert(Ours(), kPivot, name(), ours.output).output, Data("text"));
+  } else {
+    EXPECT_EQ(ours.output, Data("bytes"));
+  }
+}
+
+TEST_P(PythonOracle, DecodesEverySequenceAsTheCodec) {
+  if (Has("bytestext")) {
+    const Outcome ours = Convert(Ours(), kPivot, name(), Data("bytes"));
+    EXPECT_EQ(ours.error, 0) << Describe(ours);
+    EXPECT_EQ(ours.output, Data("bytestext"));
+  }
+  if (Has("valid")) {
+    const Outcome ours = Convert(Ours(), kPivot, name(), Data("valid"));
+    EXPECT_EQ(ours.error, 0) << Describe(ours);
+    EXPECT_EQ(ours.output, Data("validtext"));
+  }
+}
+
+TEST_P(PythonOracle, StopsWhereTheCodecFindsAnError) {
+  int mismatches = 0;
+  for (const EncodingCase::Bad& bad : c().bad) {
+    const Outcome ours = Convert(Ours(), kPivot, name(), bad.input);
+    const int expected = bad.incomplete ? EINVAL : EILSEQ;
+    if (ours.error != expected || ours.stop != bad.start || ours.output != bad.prefix) {
+      if (++mismatches <= 5)
+        ADD_FAILURE() << name() << ": input of " << bad.input.size() << " bytes, error at "
+                      << bad.start << " (" << (bad.incomplete ? "cut" : "invalid")
+                      << ") by the codec; ours: " << Describe(ours);
+    }
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, PythonOracle, ::testing::ValuesIn(With(&EncodingCase::python)),
+                         Tag);
+
+// ---- glibc's iconv ------------------------------------------------------------
+
+using GlibcIconv = Strict;
+
+void ExpectSame(const char* what, const Outcome& ours, const Outcome& theirs) {
+  EXPECT_TRUE(ours == theirs) << what << ": ours " << Describe(ours) << "; glibc "
+                              << Describe(theirs)
+                              << (ours.output == theirs.output ? "" : " (the bytes differ)");
+}
+
+TEST_P(GlibcIconv, AgreesOnTextBothWays) {
+  const EncodingCase& e = c();
+  const char* peer = e.glibc.c_str();
+  const std::set<uint32_t> none;
+  const auto differing = e.differingChars.find("glibc");
+  Bytes text;
+  if (Has("text")) {
+    text =
+        WithoutChars(Data("text"), differing == e.differingChars.end() ? none : differing->second);
+  } else {
+    // No reference data: printable ASCII and what the encoding round-trips of
+    // a mixed sample.
+    for (uint32_t u = 0x20; u < 0x7F; ++u)
+      text.insert(text.end(), {static_cast<unsigned char>(u), 0});
+  }
+  const Outcome ours = Convert(Ours(), name(), kPivot, text);
+  ExpectSame("encoding", ours, Convert(Glibc(), peer, "UTF-16LE", text));
+  ExpectSame("decoding", Convert(Ours(), kPivot, name(), ours.output),
+             Convert(Glibc(), "UTF-16LE", peer, ours.output));
+  if (Has("valid")) {
+    const auto bytes = e.differingBytes.find("glibc");
+    const Bytes valid =
+        ValidWithout(e, bytes == e.differingBytes.end() ? std::vector<Bytes>{} : bytes->second);
+    ExpectSame("every sequence", Convert(Ours(), kPivot, name(), valid),
+               Convert(Glibc(), "UTF-16LE", peer, valid));
+  }
+}
+
+TEST_P(GlibcIconv, AgreesOnWhereInputIsInvalid) {
+  const EncodingCase& e = c();
+  const auto differing = e.differingBytes.find("glibc");
+  const std::vector<Bytes> skip =
+      differing == e.differingBytes.end() ? std::vector<Bytes>{} : differing->second;
+  int mismatches = 0;
+  for (const EncodingCase::Bad& bad : e.bad) {
+    if (StartsWithAny(bad.input, bad.start, skip)) continue;
+    const Outcome ours = Convert(Ours(), kPivot, name(), bad.input);
+    Outcome theirs = Convert(Glibc(), "UTF-16LE", e.glibc.c_str(), bad.input);
+    if (e.endsDiffer.count("glibc") && ours.error == EILSEQ && theirs.error == EINVAL)
+      theirs.error = EILSEQ;  // documented: glibc calls it cut
+    if (!(ours == theirs) && ++mismatches <= 5)
+      ADD_FAILURE() << name() << ": input of " << bad.input.size() << " bytes: ours "
+                    << Describe(ours) << "; glibc " << Describe(theirs);
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
+TEST_P(GlibcIconv, AgreesOnCharactersTheTargetLacks) {
+  // A sample of characters around the encoding's repertoire: each one alone
+  // after "a", so that both stop at the same place or convert the same.
+  const EncodingCase& e = c();
+  const std::set<uint32_t>& differing =
+      e.differingChars.count("glibc") ? e.differingChars.at("glibc") : std::set<uint32_t>{};
+  int mismatches = 0;
+  for (uint32_t cp : {0x00A0u, 0x00E9u, 0x0100u, 0x0410u, 0x05D0u, 0x0E01u, 0x20ACu, 0x2122u,
+                      0x3042u, 0x4E00u, 0xAC00u, 0xFF5Eu, 0x1F600u, 0x20000u}) {
+    if (differing.count(cp)) continue;
+    Bytes text = {'a', 0};
+    if (cp < 0x10000) {
+      text.insert(text.end(),
+                  {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
+    } else {
+      const uint32_t hi = 0xD800 + ((cp - 0x10000) >> 10), lo = 0xDC00 + ((cp - 0x10000) & 0x3FF);
+      text.insert(text.end(),
+                  {static_cast<unsigned char>(hi), static_cast<unsigned char>(hi >> 8),
+                   static_cast<unsigned char>(lo), static_cast<unsigned char>(lo >> 8)});
+    }
+    const Outcome ours = Convert(Ours(), name(), kPivot, text);
+    const Outcome theirs = Convert(Glibc(), e.glibc.c_str(), "UTF-16LE", text);
+    if (!(ours == theirs) && ++mismatches <= 5)
+      ADD_FAILURE() << name() << ": U+" << std::hex << cp << std::dec << ": ours " << Describe(ours)
+                    << "; glibc " << Describe(theirs);
+  }
+  EXPECT_EQ(mismatches, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, GlibcIconv, ::testing::ValuesIn(With(&EncodingCase::glibc)),
+                         Tag);
+
+// ---- Streaming ------------------------------------------------------------------
+
+using Streaming = Strict;
+
+// Text for streaming: the reference text's first few thousand characters,
+// or a mixed sample that the encoding round-trips.
+Bytes SampleText(const EncodingCase& e) {
+  if (e.data.count("text")) {
+    const Bytes& text = e.data.at("text");
+    // Spread over the repertoire: every k-th character, up to 1000.
+    const std::vector<uint32_t> cps = CodePoints(text);
+    const size_t step = std::max<size_t>(1, cps.size() / 1000);
+    Bytes out;
+    std::mt19937 rng(7);
+    for (size_t i = 0; i < cps.size(); i += step) {
+      const uint32_t cp = cps[i];
+      // ASCII between the others, as in real text.
+      if (rng() % 3 == 0) out.insert(out.end(), {static_cast<unsigned char>('a' + rng() % 26), 0});
+      if (cp < 0x10000) {
+        out.insert(out.end(),
+                   {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
+      } else {
+        const uint32_t hi = 0xD800 + ((cp - 0x10000) >> 10), lo = 0xDC00 + ((cp - 0x10000) & 0x3FF);
+        out.insert(out.end(),
+                   {static_cast<unsigned char>(hi), static_cast<unsigned char>(hi >> 8),
+                    static_cast<unsigned char>(lo), static_cast<unsigned char>(lo >> 8)});
+      }
+    }
+    return out;
+  }
+  const char* mixed =
+      "Grüße, \xd0\x9f\xd1\x80\xd0\xb8\xd0\xb2\xd0\xb5\xd1\x82 \xe6\x97\xa5\xe6\x9c\xac "
+      "\\u00e9 +- &- \xf0\x9f\x98\x80 end\n";
+  Outcome utf16 = Convert(Ours(), NLS_PIVOT_ENCODING, "UTF-8", B(mixed));
+  return utf16.output;
+}
+
+TEST_P(Streaming, AnyCutAndOutputSizeGiveTheWholeResult) {
+  const Bytes text = SampleText(c());
+  const Outcome whole = Convert(Ours(), name(), kPivot, text);
+  ASSERT_TRUE(whole.opened);
+  // The sample may hold characters the encoding lacks only when it has no
+  // reference text; convert what it has then.
+  const Bytes encoded = whole.output;
+  const Outcome back = Convert(Ours(), kPivot, name(), encoded);
+  if (whole.error == 0) {
+    EXPECT_EQ(back.output, text) << "round trip of the sample";
+  }
+  const std::vector<std::vector<size_t>> cuts = {{1}, {2}, {5, 1, 7}, {13}, {64, 1}};
+  for (const auto& pieces : cuts) {
+    for (size_t chunk : {1, 3, 4, 7, 16}) {
+      const Outcome e = Convert(Ours(), name(), kPivot, text, pieces, chunk);
+      EXPECT_TRUE(e == whole) << "encoding in pieces of " << pieces[0] << ", output " << chunk
+                              << ": " << Describe(e) << " vs " << Describe(whole);
+      const Outcome d = Convert(Ours(), kPivot, name(), encoded, pieces, chunk);
+      EXPECT_TRUE(d == back) << "decoding in pieces of " << pieces[0] << ", output " << chunk
+                             << ": " << Describe(d) << " vs " << Describe(back);
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Encodings, Streaming, ::testing::ValuesIn(EncodingNames()), Tag);
+
+}  // namespace
+}  // namespace nls_test
