@@ -156,13 +156,14 @@ class Encoding:
 
 
 SJIS_LEADS = [(0x81, 0x9F), (0xE0, 0xFC)]
+JIS_LEADS = [(0x81, 0x9F), (0xE0, 0xEA)]  # Shift_JIS: JIS X 0208 only, as Python's codec
 SJIS_TRAILS = [(0x40, 0x7E), (0x80, 0xFC)]
 EUC = [(0xA1, 0xFE)]
 DBCS_LEADS = [(0x81, 0xFE)]
 BIG5_TRAILS = [(0x40, 0x7E), (0xA1, 0xFE)]
 
 ENCODINGS = [
-    Encoding("japanese", "Shift_JIS", "ShiftJis", "shift_jis", "SJIS", SJIS_LEADS, SJIS_TRAILS,
+    Encoding("japanese", "Shift_JIS", "ShiftJis", "shift_jis", "SJIS", JIS_LEADS, SJIS_TRAILS,
              ["sjis", "shift-jis", "x-sjis", "MS_Kanji", "csShiftJIS"], ("Shift_JIS", "SJIS"),
              notes=["U+00A5 and U+203E encode as 0x5C and 0x7E, which decode as U+005C and "
                     "U+007E (one-way, as the codec does)."]),
@@ -747,14 +748,21 @@ def python_differences(enc):
         if isinstance(four, bytes) and len(four) == 4:
             forms.append(four)
     why = " ".join(enc.adjust.__doc__.split()) + " " if enc.adjust else ""
-    return {"bytes": forms, "chars": chars, "why": why + ERRORS}
+    # Python's CJK decoders call any byte from 0x80 at the end of the input
+    # cut, also one that can start no sequence.
+    return {"bytes": forms, "chars": chars, "ends": True, "why": why + ERRORS}
 
 
 def oracle_rows():
     rows = []
     for enc in ENCODINGS:
         glibc, icu = PEER_NAMES[enc.name]
-        differences = {"python": python_differences(enc)}
+        differences = {}
+        python = python_differences(enc)
+        if python["bytes"] or python["chars"]:
+            differences["python"] = python
+        else:  # the same mappings: only where a cut input ends
+            differences["python"] = {"ends": True, "why": ERRORS}
         for peer in ("glibc", "icu"):
             d = cjk_peers.differences(enc.name, peer)
             if d:

@@ -90,20 +90,31 @@ def parse(spec, characters):
     return out
 
 
+# Where glibc calls an input that ends inside a sequence that can never become
+# valid cut (EINVAL) and this library calls it invalid (EILSEQ).
+ENDS = {("glibc", "GB18030"): "glibc waits for the rest of a four-byte form whose third byte "
+                               "is already wrong"}
+
+
 def differences(name, peer):
-    """{"chars", "bytes", "why"} of an encoding against glibc or ICU, or None."""
+    """{"chars", "bytes", "ends", "why"} of an encoding against glibc or ICU,
+    or None."""
     table = {"glibc": GLIBC, "icu": ICU}[peer]
     if name not in table:
         return None
     byte_spec, char_spec = table[name]
-    return {"bytes": parse(byte_spec, False), "chars": parse(char_spec, True),
-            "why": WHY[peer][name]}
+    why = WHY[peer][name]
+    ends = (peer, name) in ENDS
+    if ends:
+        why += "; " + ENDS[(peer, name)]
+    return {"bytes": parse(byte_spec, False), "chars": parse(char_spec, True), "ends": ends,
+            "why": why}
 
 
 GLIBC = {
     "Shift_JIS": (
         "5C 7E",
-        "FFE0-FFE2"),
+        "00A5 203E FFE0-FFE2"),
     "windows-31j": (
         "80 A0 FD-FF",
         "0080 00A5 2014 203E F8F0-F8F3"),

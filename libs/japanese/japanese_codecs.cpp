@@ -2,8 +2,8 @@
 // clang-format off
 // Python 3.11.
 //
-// Tables: 45932 bytes (39528 of value slots shared by the encodings; per encoding its rows, byte arrays, extras and overrides), and what each encoder builds at first use:
-//   Shift_JIS: 1288 bytes (2 overrides), 131072 bytes at first use
+// Tables: 45788 bytes (39528 of value slots shared by the encodings; per encoding its rows, byte arrays, extras and overrides), and what each encoder builds at first use:
+//   Shift_JIS: 1144 bytes (2 overrides), 131072 bytes at first use
 //   windows-31j: 2796 bytes (379 overrides), 131072 bytes at first use
 //   Extended_UNIX_Code_Packed_Format_for_Japanese: 2320 bytes (2 overrides), 131072 bytes at first use
 //
@@ -1685,11 +1685,7 @@ const NLS_MultiByteRow kShiftJisRows[] = {
     {4597, 0x40, 189}, {4786, 0x40, 189}, {4975, 0x40, 189}, {5164, 0x40, 189},
     {5353, 0x40, 189}, {5542, 0x40, 189}, {5731, 0x40, 189}, {5920, 0x40, 189},
     {6109, 0x40, 189}, {6298, 0x40, 189}, {6487, 0x40, 189}, {6676, 0x40, 189},
-    {6865, 0x40, 189}, {7054, 0x40, 101}, {0, 0x00, 0}, {0, 0x00, 0},
-    {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0},
-    {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0},
-    {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0},
-    {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0}, {0, 0x00, 0},
+    {6865, 0x40, 189}, {7054, 0x40, 101},
 };
 const NLS_MultiByteOverride kShiftJisOverrides[] = {
     {0x00a5, 0x005c}, {0x203e, 0x007e},
@@ -1883,8 +1879,8 @@ const NLS_MultiByteTable kShiftJisTable = {
         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
         0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-        32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 43, 44, 45, 46, 47,
-        48, 49, 50, 51, 52, 53, 54, 55, 56, 57, 58, 59, 60, 0, 0, 0,
+        32, 33, 34, 35, 36, 37, 38, 39, 40, 41, 42, 0, 0, 0, 0, 0,
+        0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
     },
     {0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x7f, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0xff, 0x1f},
     kShiftJisRows, kValues, nullptr, kShiftJisOverrides, 2, nullptr, 0, NLS_MB_PLAIN,

@@ -373,7 +373,7 @@ void EncodeRun(const uint16_t* map, const NLS_CodecCall* call, size_t* inOut, si
   };
   // Not a one- or two-byte code: 0 (none), or a three-byte form.
   auto other = [](uint16_t v) -> bool {
-    return threeBytes ? (static_cast<uint16_t>(v - 0x100) < 0x7F00) | (v == 0) : v == 0;
+    return threeBytes ? static_cast<uint16_t>(v - 0x100) < 0x7F00 || v == 0 : v == 0;
   };
   // Eight characters at a time: CJK text is mostly pairs (written
   // directly), mixed text mostly not; either way the test is predictable.
@@ -408,7 +408,7 @@ void EncodeRun(const uint16_t* map, const NLS_CodecCall* call, size_t* inOut, si
   while (in + 4 <= srcLen && out + 4 <= dstSize) {
     const uint16_t v = map[LoadUnit16(src + in)];
     const uint16_t w = map[LoadUnit16(src + in + 2)];
-    if (threeBytes ? other(v) | other(w) : (v == 0) | (w == 0)) break;
+    if (threeBytes ? other(v) || other(w) : v == 0 || w == 0) break;
     out += put(out, v);
     out += put(out, w);
     in += 4;
