@@ -114,7 +114,7 @@ def differences(name, peer):
 GLIBC = {
     "Shift_JIS": (
         "5C 7E",
-        "00A5 203E FFE0-FFE2"),
+        "005C 007E 00A5 203E FFE0-FFE2"),
     "windows-31j": (
         "80 A0 FD-FF",
         "0080 00A5 2014 203E F8F0-F8F3"),
