@@ -16,6 +16,8 @@ namespace nlsconv {
 namespace {
 
 constexpr uint64_t kNone = ~uint64_t{0};
+// Pieces held per thread: converting, or converted and waiting to be written.
+constexpr uint64_t kWindow = 4;
 
 struct Piece {
   std::unique_ptr<ByteBuffer> out;
@@ -176,7 +178,7 @@ void Pieces::Work(Transcoder* transcoder) {
     uint64_t k;
     {
       std::unique_lock<std::mutex> lock(mutex_);
-      const uint64_t window = 2 * job_.transcoders.size();
+      const uint64_t window = kWindow * job_.transcoders.size();
       changed_.wait(lock, [&] { return abort_ || next_ >= count_ || next_ < written_ + window; });
       if (abort_ || next_ >= count_) return;
       k = next_++;

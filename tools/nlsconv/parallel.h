@@ -6,10 +6,12 @@
 // (the pair must have NLS_ICONV_SOURCE_RESYNCS_AT_LINE_FEED and not
 // NLS_ICONV_TARGET_STATEFUL). Each thread converts one piece at a time
 // through its own transcoder into its own buffer; the calling thread writes
-// the buffers in order, so the output is exactly that of one thread. At most
-// two pieces per thread are held at once (one converting, one waiting to be
-// written), each buffer is at most kPieceOutput bytes (a thread whose buffer
-// is full waits until it has been written): at most 64 MiB per thread.
+// the buffers in order, so the output is exactly that of one thread. Pieces
+// are small (1 MiB of input) so that a piece's output is still in the cache
+// when it is written. At most four pieces per thread are held at once
+// (converting, or waiting to be written), each buffer at most kPieceOutput
+// bytes (a thread whose buffer is full waits until it has been written): at
+// most 32 MiB of output per thread.
 #ifndef NLSCONV_PARALLEL_H
 #define NLSCONV_PARALLEL_H
 
@@ -23,8 +25,8 @@
 
 namespace nlsconv {
 
-inline constexpr size_t kPieceInput = 8u << 20;
-inline constexpr size_t kPieceOutput = 32u << 20;
+inline constexpr size_t kPieceInput = 1u << 20;
+inline constexpr size_t kPieceOutput = 8u << 20;
 
 struct ParallelJob {
   int fd = -1;

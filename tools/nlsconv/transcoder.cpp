@@ -130,18 +130,29 @@ bool Transcoder::Open(const std::string& from, const std::string& to, bool trans
     plain_ = NLS_IconvOpen(to.c_str(), kPivot);
     if (plain_ == kNoDescriptor) plain_ = nullptr;
   }
+  // U+FFFD where the target has it, else '?'; for an encoder without
+  // state, their bytes are written directly.
   invalidReplacement_ = 0xFFFD;
+  for (Replacement& r : replacements_) r.length = 0;
   if (encoder_ != nullptr && policy == Policy::kReplace) {
-    // U+FFFD where the target has it, else '?'.
     NLS_Iconv_t probe = NLS_IconvOpen(to.c_str(), kPivot);
-    unsigned char unit[2], bytes[64];
-    std::memcpy(unit, &invalidReplacement_, 2);
-    const unsigned char* in = unit;
-    unsigned char* out = bytes;
-    size_t inLeft = 2, outLeft = sizeof bytes;
-    if (probe == kNoDescriptor || Iconv(probe, &in, &inLeft, &out, &outLeft) == kIconvError)
-      invalidReplacement_ = '?';
-    if (probe != kNoDescriptor) NLS_IconvClose(probe);
+    if (probe == kNoDescriptor) return false;
+    const uint16_t units[2] = {0xFFFD, '?'};
+    for (int i = 0; i < 2; ++i) {
+      Replacement& r = replacements_[i];
+      r.unit = units[i];
+      const unsigned char* in = reinterpret_cast<const unsigned char*>(&units[i]);
+      unsigned char* out = r.bytes;
+      size_t inLeft = 2, outLeft = sizeof r.bytes;
+      Reset(probe);
+      if (Iconv(probe, &in, &inLeft, &out, &outLeft) != kIconvError &&
+          (properties_ & NLS_ICONV_TARGET_STATEFUL) == 0) {
+        r.length = static_cast<size_t>(out - r.bytes);
+      } else if (i == 0) {
+        invalidReplacement_ = '?';
+      }
+    }
+    NLS_IconvClose(probe);
   }
   if (!pivot_.Reserve(kPivotSize) || !scratch_.Reserve(kPivotSize)) return false;
   return true;
@@ -315,6 +326,14 @@ uint64_t Transcoder::Unrepresentable(const unsigned char* units, size_t length) 
 // Writes one character given as a pivot unit (a signature or a
 // replacement) through the encoder, in its current state.
 bool Transcoder::Emit(uint16_t unit) {
+  for (const Replacement& r : replacements_) {
+    if (r.length == 0 || r.unit != unit) continue;
+    size_t room;
+    unsigned char* start = sink_->Room(r.length, &room);
+    if (start == nullptr) return Fail(Failure::kWrite, nullptr);
+    std::memcpy(start, r.bytes, r.length);
+    return sink_->Commit(r.length) || Fail(Failure::kWrite, nullptr);
+  }
   unsigned char bytes[2];
   std::memcpy(bytes, &unit, 2);
   const unsigned char* in = bytes;

@@ -118,6 +118,11 @@ class Transcoder {
   unsigned properties_ = 0;
   const char* targetCanonical_ = "";
   uint16_t invalidReplacement_ = 0xFFFD;  // '?' when the target has no U+FFFD
+  struct Replacement {
+    uint16_t unit;
+    unsigned char bytes[16];
+    size_t length;  // 0: through the encoder
+  } replacements_[2] = {};
   ByteBuffer pivot_, scratch_;
 
   Sink* sink_ = nullptr;
