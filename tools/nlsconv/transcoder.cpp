@@ -145,11 +145,10 @@ bool Transcoder::Open(const std::string& from, const std::string& to, bool trans
       unsigned char* out = r.bytes;
       size_t inLeft = 2, outLeft = sizeof r.bytes;
       Reset(probe);
-      if (Iconv(probe, &in, &inLeft, &out, &outLeft) != kIconvError &&
-          (properties_ & NLS_ICONV_TARGET_STATEFUL) == 0) {
+      if (Iconv(probe, &in, &inLeft, &out, &outLeft) == kIconvError) {
+        if (i == 0) invalidReplacement_ = '?';
+      } else if ((properties_ & NLS_ICONV_TARGET_STATEFUL) == 0) {
         r.length = static_cast<size_t>(out - r.bytes);
-      } else if (i == 0) {
-        invalidReplacement_ = '?';
       }
     }
     NLS_IconvClose(probe);
