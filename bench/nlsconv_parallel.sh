@@ -56,11 +56,13 @@ measure() {  # label, input, command...
   printf '| %s | %.2f | %s |\n' "$label" "$t" "$mb"
 }
 
+# UTF-16LE when the library has it, else the pivot (UTF-16 in this machine's
+# order, little-endian here).
+if "$tool" -l | grep -q '^UTF-16LE '; then utf16=UTF-16LE; else utf16=ISO-10646-UCS-2; fi
+pairs=("mixed.utf8 UTF-8 $utf16 UTF-16LE" "legacy.txt $legacy UTF-8 UTF-8")
 if [ "$legacy" = Shift_JIS ]; then
-  pairs=("mixed.utf8 UTF-8 UTF-16LE UTF-16LE" "legacy.txt Shift_JIS UTF-8 UTF-8")
   legacy_iconv=SHIFT_JIS legacy_icu=Shift_JIS
 else
-  pairs=("mixed.utf8 UTF-8 ISO-10646-UCS-2 UTF-16LE" "legacy.txt x-mac-roman UTF-8 UTF-8")
   legacy_iconv=MACINTOSH legacy_icu=macintosh
 fi
 echo "$(nproc) cores, $(uname -m), load $(cut -d' ' -f1-3 /proc/loadavg); ${size_mib} MiB inputs, median of $reps"

@@ -101,6 +101,7 @@ bool Transcoder::Open(const std::string& from, const std::string& to, bool trans
   from_ = from;
   to_ = to;
   policy_ = policy;
+  follow_ = false;
   NLS_Iconv_t pair = NLS_IconvOpen((to + (translit ? "//TRANSLIT" : "")).c_str(), from.c_str());
   if (pair == kNoDescriptor) return false;
   NLS_IconvFailure names;
