@@ -505,6 +505,27 @@ NLS_EXPORT int NLS_IconvGetFailure(NLS_Iconv_t cd, NLS_IconvFailure* failure);
 typedef int (*NLS_IconvListCallback)(unsigned int count, const char* const* names, void* context);
 NLS_EXPORT void NLS_IconvList(NLS_IconvListCallback callback, void* context);
 
+/* Properties of a descriptor's two encodings, for hosts that cut a text into
+ * pieces and convert them in parallel through descriptors of their own:
+ *   NLS_ICONV_SOURCE_RESYNCS_AT_LINE_FEED  a 0x0A byte of the source is
+ *       always a line feed, never part of another sequence, and the decoder
+ *       is at rest after it: the text may be cut after any 0x0A byte and
+ *       each piece decoded from the initial state;
+ *   NLS_ICONV_SOURCE_STATELESS  the decoder keeps no state between
+ *       characters: decoding may restart from the initial state at any
+ *       character boundary;
+ *   NLS_ICONV_TARGET_STATEFUL  the encoder keeps state across characters
+ *       (shift states, base64 runs, a byte-order mark already written, a
+ *       character held back): pieces encoded from the initial state do not
+ *       concatenate to the encoding of the whole text.
+ * The suffixes of tocode do not change them. Stores the bits in *properties
+ * and returns 0, or -1 with errno EBADF (invalid descriptor) or EINVAL
+ * (null properties). */
+#define NLS_ICONV_SOURCE_RESYNCS_AT_LINE_FEED 1u
+#define NLS_ICONV_SOURCE_STATELESS 2u
+#define NLS_ICONV_TARGET_STATEFUL 4u
+NLS_EXPORT int NLS_IconvGetProperties(NLS_Iconv_t cd, unsigned int* properties);
+
 /* ---- String utilities (system allocator: free what they return) ------- */
 
 NLS_EXPORT char* StrAllocCopy(char** destination, const char* source);

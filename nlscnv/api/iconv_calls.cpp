@@ -17,6 +17,20 @@ TEncodingRegistry* Registry() {
 
 bool Valid(NLS_Iconv_t cd) { return cd != nullptr && cd->magic == nls::iconv::kMagic; }
 
+// Whether an encoder keeps state after a line feed that it encodes from the
+// initial state: one that writes a byte-order mark before the first
+// character does, even when its codec declares no shift states.
+bool KeepsStateAfterLineFeed(const NLS_Codec* codec) {
+  unsigned char pivot[2], bytes[256];
+  nls::StoreUnit16(pivot, 0x0A);
+  NLS_CodecState state{};
+  NLS_CodecCall call{pivot, 2, bytes, sizeof bytes, 0, 0, 0, 0, 0};
+  if (codec->encode(codec, &state, &call) != NLS_CODEC_DONE) return true;
+  for (uint32_t word : state.word)
+    if (word != 0) return true;
+  return false;
+}
+
 }  // namespace
 
 extern "C" {
@@ -92,6 +106,25 @@ int NLS_IconvGetFailure(NLS_Iconv_t cd, NLS_IconvFailure* failure) {
     return -1;
   }
   *failure = cd->failure;
+  return 0;
+}
+
+int NLS_IconvGetProperties(NLS_Iconv_t cd, unsigned int* properties) {
+  if (!Valid(cd)) {
+    errno = EBADF;
+    return -1;
+  }
+  if (properties == nullptr) {
+    errno = EINVAL;
+    return -1;
+  }
+  const unsigned source = cd->from->properties, target = cd->to->properties;
+  unsigned bits = 0;
+  if (source & NLS_CODEC_RESYNC_AT_LINE_FEED) bits |= NLS_ICONV_SOURCE_RESYNCS_AT_LINE_FEED;
+  if (source & NLS_CODEC_STATELESS_DECODER) bits |= NLS_ICONV_SOURCE_STATELESS;
+  if ((target & NLS_CODEC_STATEFUL_ENCODER) || KeepsStateAfterLineFeed(cd->to))
+    bits |= NLS_ICONV_TARGET_STATEFUL;
+  *properties = bits;
   return 0;
 }
 

@@ -1,15 +1,16 @@
 // nlsconv: converts text between character encodings with the nlscnv
-// library. It uses the exported NLS_ interface only, like any other host.
+// library, through its strict interface (NLS_Iconv), like any other host.
 //
 //     nlsconv -f FROM [-t TO] [-o OUTPUT] [FILE...]
-//     nlsconv -l
-//     nlsconv --detect [FILE...]
+//     nlsconv -l | --list-pairs
+//     nlsconv --detect [-v] [FILE...]
 //
-// The input is read in chunks and converted piece by piece in a fixed amount
-// of memory. A piece ends only where the source decoder and the destination
-// encoder are both at rest (see Pipeline::LastCut), and whatever a converter
-// leaves unconsumed at the end of a piece goes on with the next one, so the
-// output does not depend on how the input was cut.
+// Each input is read in blocks; what the last block cuts in the middle of a
+// character the library leaves unconsumed and it goes on with the next
+// block, so the output is that of one conversion of the whole input.
+// Invalid input and characters the target cannot represent stop the
+// conversion with their place, unless -c, --replace or a suffix of -t says
+// otherwise.
 #include <errno.h>
 #include <getopt.h>
 #include <strings.h>
@@ -21,16 +22,19 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <set>
+#include <mutex>
 #include <string>
-#include <utility>
+#include <thread>
 #include <vector>
 
 #include "byte_buffer.h"
+#include "detect.h"
+#include "names.h"
 #include "nlscnv.h"
 #include "output.h"
-#include "pipeline.h"
+#include "parallel.h"
 #include "progress.h"
+#include "transcoder.h"
 
 namespace nlsconv {
 const char* DefaultDataDirectory();
@@ -38,55 +42,66 @@ const char* DefaultDataDirectory();
 
 namespace {
 
-using nlsconv::ByteBuffer;
-using nlsconv::Pipeline;
+using namespace nlsconv;
 
-constexpr size_t kDefaultChunk = 64 * 1024;
-constexpr size_t kMaxChunk = 64u << 20;
-// The longest stretch of input held while looking for a place to cut it.
-constexpr size_t kLongestPiece = 1u << 20;
-// Detection looks at the start of each input.
-constexpr size_t kDetectSample = 64 * 1024;
-constexpr char kFallbackEncoding[] = "ISO_8859-1:1987";
+constexpr size_t kDefaultBlock = 64 * 1024;
+constexpr size_t kMaxBlock = 64u << 20;
+// Without -j, files larger than this are converted on every core.
+constexpr uint64_t kParallelFrom = 8u << 20;
 
 enum ExitStatus { kSuccess = 0, kFailure = 1, kUsage = 2 };
 
 struct Options {
-  std::string from;
-  std::string to = "UTF-8";
-  std::string output;
+  std::string from, to = "UTF-8", output, fallback;
   const char* dataDirectory = nullptr;
-  bool list = false;
-  bool detect = false;
-  bool progress = false;
-  size_t chunk = kDefaultChunk;  // hidden --chunk-size, for tests
+  bool list = false, listPairs = false, detect = false, verbose = false, progress = false;
+  bool omit = false, replace = false, addSignature = false, removeSignature = false;
+  unsigned jobs = 0;                  // 0: chosen per input
+  size_t block = kDefaultBlock;       // hidden --chunk-size, for tests
+  size_t pieceSize = kPieceInput;     // hidden --piece-size, for tests
+  size_t detectLimit = kDetectLimit;  // hidden --detect-limit, for tests
   std::vector<std::string> inputs;
 };
 
 void PrintUsage(FILE* to) {
   fprintf(to,
           "Usage: nlsconv -f FROM [-t TO] [-o OUTPUT] [FILE...]\n"
-          "       nlsconv -l\n"
-          "       nlsconv --detect [FILE...]\n"
-          "Convert text between character encodings.\n"
+          "       nlsconv -l | --list-pairs\n"
+          "       nlsconv --detect [-v] [FILE...]\n"
+          "Convert text between character encodings. Invalid input and characters that\n"
+          "TO cannot represent stop the conversion (exit status 1) unless -c, --replace\n"
+          "or a suffix of TO says otherwise.\n"
           "\n"
-          "  -f, --from-code=NAME  encoding of the input; \"auto\" detects it for each FILE\n"
-          "  -t, --to-code=NAME    encoding of the output (default UTF-8)\n"
-          "  -o, --output=FILE     write to FILE instead of standard output; an existing\n"
-          "                        FILE is replaced only when the conversion succeeds\n"
-          "  -l, --list            list the encodings and the conversions between them\n"
-          "      --detect          print the detected encoding of each FILE\n"
-          "      --data-dir=DIR    read registry files and converter libraries from\n"
-          "                        DIR/conv30 (default: $QV_NLS_DATADIRECTORY, else\n"
-          "                        %s)\n"
-          "      --progress        show the progress on standard error\n"
-          "  -h, --help            show this help and exit\n"
-          "  -V, --version         show the version and exit\n"
+          "  -f, --from-code=NAME     encoding of the input; \"auto\" detects it per FILE\n"
+          "  -t, --to-code=NAME       encoding of the output (default UTF-8); NAME may end\n"
+          "                           in //IGNORE (as -c) and //TRANSLIT (approximate what\n"
+          "                           TO cannot represent)\n"
+          "  -c                       omit invalid input and unrepresentable characters\n"
+          "      --replace            replace them: U+FFFD (or ?) for invalid input, ? for\n"
+          "                           characters TO cannot represent\n"
+          "  -o, --output=FILE        write to FILE; an existing FILE is replaced only when\n"
+          "                           the whole conversion succeeds\n"
+          "      --add-signature      start the output with a byte-order mark (Unicode TO)\n"
+          "      --remove-signature   drop a byte-order mark (U+FEFF) that starts an input\n"
+          "      --auto-fallback=NAME with -f auto: convert from NAME when the detection\n"
+          "                           is unclear (else such an input is refused)\n"
+          "  -j, --jobs=N             convert a regular file on N threads (default: every\n"
+          "                           core for files over 8 MiB, when the pair allows it)\n"
+          "  -l, --list               list the encodings, each with its aliases\n"
+          "      --list-pairs         list the conversions the registry records\n"
+          "      --detect             print the detected encoding of each FILE\n"
+          "  -v, --verbose            with --detect: the other candidates too\n"
+          "      --data-dir=DIR       read registry files and converter libraries from\n"
+          "                           DIR/conv30 (default: $QV_NLS_DATADIRECTORY, else\n"
+          "                           %s)\n"
+          "      --progress           show the progress on standard error\n"
+          "  -h, --help               show this help and exit\n"
+          "  -V, --version            show the version and exit\n"
           "\n"
           "With no FILE, or when FILE is -, read standard input. Encoding names and\n"
           "aliases are compared without regard to case.\n"
           "Exit status: 0 success, 1 conversion or input/output failure, 2 usage error.\n",
-          nlsconv::DefaultDataDirectory());
+          DefaultDataDirectory());
 }
 
 int UsageError(const char* message, const char* argument) {
@@ -95,25 +110,56 @@ int UsageError(const char* message, const char* argument) {
   return kUsage;
 }
 
+bool ParseSize(const char* text, size_t least, size_t most, size_t* value) {
+  char* end = nullptr;
+  errno = 0;
+  const unsigned long long n = strtoull(text, &end, 10);
+  if (errno != 0 || end == text || *end != '\0' || n < least || n > most) return false;
+  *value = static_cast<size_t>(n);
+  return true;
+}
+
 // Returns -1 to go on, or the exit status.
 int ParseOptions(int argc, char** argv, Options* options) {
-  enum { kDetect = 256, kDataDir, kProgress, kChunkSize };
+  enum {
+    kDetect = 256,
+    kDataDir,
+    kProgress,
+    kChunkSize,
+    kPieceSize,
+    kReplace,
+    kAddSignature,
+    kRemoveSignature,
+    kFallback,
+    kListPairs,
+    kDetectLimitOption
+  };
   static const struct option kLong[] = {
       {"from-code", required_argument, nullptr, 'f'},
       {"to-code", required_argument, nullptr, 't'},
       {"output", required_argument, nullptr, 'o'},
       {"list", no_argument, nullptr, 'l'},
+      {"list-pairs", no_argument, nullptr, kListPairs},
       {"detect", no_argument, nullptr, kDetect},
+      {"verbose", no_argument, nullptr, 'v'},
+      {"replace", no_argument, nullptr, kReplace},
+      {"add-signature", no_argument, nullptr, kAddSignature},
+      {"remove-signature", no_argument, nullptr, kRemoveSignature},
+      {"auto-fallback", required_argument, nullptr, kFallback},
+      {"jobs", required_argument, nullptr, 'j'},
       {"data-dir", required_argument, nullptr, kDataDir},
       {"progress", no_argument, nullptr, kProgress},
       {"chunk-size", required_argument, nullptr, kChunkSize},
+      {"piece-size", required_argument, nullptr, kPieceSize},
+      {"detect-limit", required_argument, nullptr, kDetectLimitOption},
       {"help", no_argument, nullptr, 'h'},
       {"version", no_argument, nullptr, 'V'},
       {nullptr, 0, nullptr, 0},
   };
   opterr = 0;
   int c;
-  while ((c = getopt_long(argc, argv, ":f:t:o:lhV", kLong, nullptr)) != -1) {
+  size_t n;
+  while ((c = getopt_long(argc, argv, ":f:t:o:lcvj:hV", kLong, nullptr)) != -1) {
     switch (c) {
       case 'f':
         options->from = optarg;
@@ -128,8 +174,33 @@ int ParseOptions(int argc, char** argv, Options* options) {
       case 'l':
         options->list = true;
         break;
+      case kListPairs:
+        options->listPairs = true;
+        break;
       case kDetect:
         options->detect = true;
+        break;
+      case 'v':
+        options->verbose = true;
+        break;
+      case 'c':
+        options->omit = true;
+        break;
+      case kReplace:
+        options->replace = true;
+        break;
+      case kAddSignature:
+        options->addSignature = true;
+        break;
+      case kRemoveSignature:
+        options->removeSignature = true;
+        break;
+      case kFallback:
+        options->fallback = optarg;
+        break;
+      case 'j':
+        if (!ParseSize(optarg, 1, 1024, &n)) return UsageError("invalid number of jobs: ", optarg);
+        options->jobs = static_cast<unsigned>(n);
         break;
       case kDataDir:
         options->dataDirectory = optarg;
@@ -137,16 +208,18 @@ int ParseOptions(int argc, char** argv, Options* options) {
       case kProgress:
         options->progress = true;
         break;
-      case kChunkSize: {
-        char* end = nullptr;
-        errno = 0;
-        const unsigned long long n = strtoull(optarg, &end, 10);
-        if (errno != 0 || end == optarg || *end != '\0' || n == 0 || n > kMaxChunk) {
+      case kChunkSize:
+        if (!ParseSize(optarg, 1, kMaxBlock, &options->block))
           return UsageError("invalid chunk size: ", optarg);
-        }
-        options->chunk = static_cast<size_t>(n);
         break;
-      }
+      case kPieceSize:
+        if (!ParseSize(optarg, 1, kMaxBlock, &options->pieceSize))
+          return UsageError("invalid piece size: ", optarg);
+        break;
+      case kDetectLimitOption:
+        if (!ParseSize(optarg, 1, kDetectLimit, &options->detectLimit))
+          return UsageError("invalid detection limit: ", optarg);
+        break;
       case 'h':
         PrintUsage(stdout);
         return fflush(stdout) == 0 ? kSuccess : kFailure;
@@ -160,10 +233,15 @@ int ParseOptions(int argc, char** argv, Options* options) {
     }
   }
   for (int i = optind; i < argc; ++i) options->inputs.push_back(argv[i]);
-  if (options->list && options->detect) return UsageError("-l and --detect exclude each other", "");
-  if (!options->list && !options->detect && options->from.empty()) {
+  if (options->list + options->listPairs + options->detect > 1)
+    return UsageError("-l, --list-pairs and --detect exclude each other", "");
+  const bool converting = !options->list && !options->listPairs && !options->detect;
+  if (converting && options->from.empty())
     return UsageError("no source encoding: give -f FROM (or -f auto)", "");
-  }
+  if (options->omit && options->replace)
+    return UsageError("-c and --replace exclude each other", "");
+  if (!options->fallback.empty() && strcasecmp(options->from.c_str(), "auto") != 0)
+    return UsageError("--auto-fallback needs -f auto", "");
   if (options->inputs.empty()) options->inputs.push_back("-");
   return -1;
 }
@@ -179,20 +257,34 @@ class Input {
     if (path == "-") {
       name_ = "standard input";
       file_ = stdin;
-      return true;
+    } else {
+      name_ = path;
+      file_ = fopen(path.c_str(), "rb");
     }
-    name_ = path;
-    file_ = fopen(path.c_str(), "rb");
-    if (file_ == nullptr) {
-      fprintf(stderr, "nlsconv: %s: %s\n", path.c_str(), strerror(errno));
+    struct stat info;
+    if (file_ == nullptr || fstat(fileno(file_), &info) != 0) {
+      fprintf(stderr, "nlsconv: %s: %s\n", name_.c_str(), strerror(errno));
       return false;
     }
+    if (S_ISDIR(info.st_mode)) {
+      fprintf(stderr, "nlsconv: %s: %s\n", name_.c_str(), strerror(EISDIR));
+      return false;
+    }
+    // Only named files are read at offsets of their own (-j).
+    regular_ = S_ISREG(info.st_mode) && file_ != stdin;
+    size_ = static_cast<uint64_t>(info.st_size);
     return true;
   }
-  // Reads up to n bytes into `to`; sets *end at the end of the input.
-  bool Read(unsigned char* to, size_t n, size_t* got, bool* end) {
+  // Appends up to n bytes to `buffer`; sets *end at the end of the input.
+  bool Read(ByteBuffer& buffer, size_t n, size_t* got, bool* end) {
+    *got = 0;
+    if (!buffer.Reserve(n)) {
+      fprintf(stderr, "nlsconv: out of memory\n");
+      return false;
+    }
     errno = 0;
-    *got = fread(to, 1, n, file_);
+    *got = fread(buffer.end(), 1, n, file_);
+    buffer.Grow(*got);
     if (*got == n) return true;
     if (ferror(file_)) {
       fprintf(stderr, "nlsconv: %s: %s\n", name_.c_str(), strerror(errno != 0 ? errno : EIO));
@@ -202,10 +294,15 @@ class Input {
     return true;
   }
   const char* name() const { return name_.c_str(); }
+  int fd() const { return fileno(file_); }
+  bool regular() const { return regular_; }
+  uint64_t size() const { return size_; }
 
  private:
   FILE* file_ = nullptr;
   std::string name_;
+  bool regular_ = false;
+  uint64_t size_ = 0;
 };
 
 // Size of all inputs when every one is a regular file, else 0 (unknown).
@@ -220,41 +317,11 @@ uint64_t TotalSize(const std::vector<std::string>& inputs) {
   return total;
 }
 
-// ---- Detection ---------------------------------------------------------
-
-// Detects the encoding of the start of an input. When the input goes on
-// beyond the sample, the sample ends after its last line feed so that no
-// character is cut. Returns the name, or null when none was recognised.
-const char* Detect(const unsigned char* data, size_t length, bool complete,
-                   unsigned int* confidence) {
-  size_t n = std::min(length, kDetectSample);
-  if (!complete || length > kDetectSample) {
-    size_t line = n;
-    while (line > 0 && data[line - 1] != '\n') --line;
-    if (line != 0) n = line;
-  }
-  if (n == 0) return nullptr;
-  _NLS_AUTO_DETECT_RESULT result = {};
-  unsigned int count = 0;
-  if (NLS_DetectEncodingForBuffer(data, static_cast<unsigned int>(n), &result, 0, &count) != 1 ||
-      count == 0 || result.encoding == nullptr) {
-    return nullptr;
-  }
-  *confidence = result.confidence;
-  return result.encoding;
-}
-
-// Fills `buffer` with the start of the input: the detection sample.
-bool ReadSample(Input& in, ByteBuffer& buffer, size_t chunk, bool* end) {
-  while (!*end && buffer.size() < kDetectSample) {
-    const size_t want = std::min(chunk, kDetectSample - buffer.size());
-    if (!buffer.Reserve(want)) {
-      fprintf(stderr, "nlsconv: out of memory\n");
-      return false;
-    }
+// The start of an input, for detection.
+bool ReadSample(Input& in, ByteBuffer& sample, size_t limit, size_t block, bool* end) {
+  while (!*end && sample.size() < limit) {
     size_t got = 0;
-    if (!in.Read(buffer.end(), want, &got, end)) return false;
-    buffer.Grow(got);
+    if (!in.Read(sample, std::min(block, limit - sample.size()), &got, end)) return false;
   }
   return true;
 }
@@ -266,17 +333,18 @@ int DetectFiles(const Options& options) {
     Input in;
     bool end = false;
     sample.Clear();
-    if (!in.Open(path) || !ReadSample(in, sample, kDetectSample, &end)) {
+    if (!in.Open(path) || !ReadSample(in, sample, options.detectLimit, kMaxBlock, &end)) {
       status = kFailure;
       continue;
     }
-    unsigned int confidence = 0;
-    const char* name = Detect(sample.data(), sample.size(), end, &confidence);
-    if (name != nullptr) {
-      printf("%s: %s (confidence %u)\n", in.name(), name, confidence);
-    } else {
+    const auto candidates = Detect(sample.data(), sample.size());
+    if (candidates.empty()) {
       printf("%s: no encoding recognised\n", in.name());
+      continue;
     }
+    printf("%s: %s\n", in.name(), Describe(candidates[0], sample.data()).c_str());
+    for (size_t i = 1; options.verbose && i < candidates.size(); ++i)
+      printf("  %s\n", Describe(candidates[i], sample.data()).c_str());
   }
   if (fflush(stdout) != 0) {
     fprintf(stderr, "nlsconv: standard output: %s\n", strerror(errno));
@@ -285,239 +353,340 @@ int DetectFiles(const Options& options) {
   return status;
 }
 
-// ---- Listing -----------------------------------------------------------
+// ---- Conversion --------------------------------------------------------
 
-struct CaseLess {
-  bool operator()(const std::string& a, const std::string& b) const {
-    return strcasecmp(a.c_str(), b.c_str()) < 0;
+// The output of a serial conversion, gathered into large writes.
+class BufferedOutput : public Sink {
+ public:
+  explicit BufferedOutput(Output* output) : output_(output) { buffer_.Reserve(kSize); }
+  unsigned char* Room(size_t least, size_t* size) override {
+    if (kSize - buffer_.size() < least && !Flush()) return nullptr;
+    *size = kSize - buffer_.size();
+    return buffer_.end();
   }
+  bool Commit(size_t n) override {
+    buffer_.Grow(n);
+    return true;
+  }
+  bool Flush() {
+    const bool ok = output_->Write(buffer_.data(), buffer_.size());
+    buffer_.Clear();
+    return ok;
+  }
+
+ private:
+  static constexpr size_t kSize = 256 * 1024;
+  Output* output_;
+  ByteBuffer buffer_;
 };
 
-int List() {
-  NLS_EnumerationHandle list = nullptr;
-  if (NLS_NewEncodingConverterEnumeration("*", "*", &list) != 1 || list == nullptr) {
-    fprintf(stderr, "nlsconv: cannot list the conversions\n");
-    return kFailure;
+// A code point as UTF-8 for a message, or empty for one that does not show.
+std::string Shown(uint32_t cp) {
+  if (cp < 0x20 || (cp >= 0x7F && cp < 0xA0) || (cp >= 0xD800 && cp < 0xE000) || cp > 0x10FFFF ||
+      (cp >= 0x200B && cp <= 0x200F) || (cp >= 0x2028 && cp <= 0x202E) ||
+      (cp >= 0x2060 && cp <= 0x206F) || cp == 0xFEFF) {
+    return "";
   }
-  unsigned int count = 0;
-  NLS_CountEncodingConverters(list, &count);
-  std::set<std::pair<std::string, std::string>, std::less<>> direct;
-  std::set<std::string, CaseLess> names, decoders, encoders;
-  for (unsigned int i = 0; i < count; ++i) {
-    char from[64], to[64];
-    if (NLS_GetEncodingConverterListItem(list, i, from, to) != 1) continue;
-    direct.emplace(from, to);
-    names.insert(from);
-    names.insert(to);
-    if (strcasecmp(to, nlsconv::kPivot) == 0) decoders.insert(from);
-    if (strcasecmp(from, nlsconv::kPivot) == 0) encoders.insert(to);
+  std::string s;
+  if (cp < 0x80) {
+    s += static_cast<char>(cp);
+  } else if (cp < 0x800) {
+    s += static_cast<char>(0xC0 | cp >> 6);
+    s += static_cast<char>(0x80 | (cp & 0x3F));
+  } else if (cp < 0x10000) {
+    s += static_cast<char>(0xE0 | cp >> 12);
+    s += static_cast<char>(0x80 | (cp >> 6 & 0x3F));
+    s += static_cast<char>(0x80 | (cp & 0x3F));
+  } else {
+    s += static_cast<char>(0xF0 | cp >> 18);
+    s += static_cast<char>(0x80 | (cp >> 12 & 0x3F));
+    s += static_cast<char>(0x80 | (cp >> 6 & 0x3F));
+    s += static_cast<char>(0x80 | (cp & 0x3F));
   }
-  NLS_DeleteEncodingConverterEnumeration(list);
-
-  auto isDirect = [&direct](const std::string& from, const std::string& to) {
-    for (const auto& pair : direct) {
-      if (strcasecmp(pair.first.c_str(), from.c_str()) == 0 &&
-          strcasecmp(pair.second.c_str(), to.c_str()) == 0) {
-        return true;
-      }
-    }
-    return false;
-  };
-  std::vector<std::pair<std::string, std::string>> sorted(direct.begin(), direct.end());
-  std::sort(sorted.begin(), sorted.end(), [](const auto& a, const auto& b) {
-    const int first = strcasecmp(a.first.c_str(), b.first.c_str());
-    return first != 0 ? first < 0 : strcasecmp(a.second.c_str(), b.second.c_str()) < 0;
-  });
-
-  printf("Encodings:\n");
-  for (const std::string& name : names) printf("  %s\n", name.c_str());
-  printf("Direct conversions:\n");
-  for (const auto& pair : sorted) printf("  %s -> %s\n", pair.first.c_str(), pair.second.c_str());
-  printf("Conversions through %s:\n", nlsconv::kPivot);
-  for (const std::string& from : decoders) {
-    for (const std::string& to : encoders) {
-      if (strcasecmp(from.c_str(), to.c_str()) == 0 || isDirect(from, to)) continue;
-      printf("  %s -> %s\n", from.c_str(), to.c_str());
-    }
-  }
-  if (fflush(stdout) != 0) {
-    fprintf(stderr, "nlsconv: standard output: %s\n", strerror(errno));
-    return kFailure;
-  }
-  return kSuccess;
+  return " (" + s + ")";
 }
-
-// ---- Conversion --------------------------------------------------------
 
 class Converter {
  public:
   explicit Converter(const Options& options) : options_(options) {}
-
-  // Creates (or reuses) the pipeline for a pair of canonical names.
-  bool UsePipeline(const std::string& from, const std::string& to) {
-    if (pipeline_ != nullptr && pipeline_->from() == from && pipeline_->to() == to) {
-      pipeline_->Reset();
-      return true;
-    }
-    pipeline_.reset(new Pipeline());
-    const int status =
-        from[0] == '*' || to[0] == '*' ? -1301 : pipeline_->Open(from.c_str(), to.c_str());
-    if (status != 1) {
-      pipeline_.reset();
-      fprintf(stderr, "nlsconv: cannot convert from %s to %s\n", from.c_str(), to.c_str());
-      if (status != -1301) {
-        fprintf(stderr, "nlsconv: the converter could not be created (status %d)\n", status);
-      }
-      return false;
-    }
-    return true;
-  }
-
-  int Run(const std::string& from, const std::string& to) {
-    auto_ = strcasecmp(from.c_str(), "auto") == 0;
-    to_ = to;
-    if (!auto_ && !UsePipeline(from, to)) return kFailure;
-    nlsconv::InstallInterruptCleanup();
-    if (!output_.Open(options_.output)) return kFailure;
-    progress_.Start(options_.progress, TotalSize(options_.inputs));
-    bool ok = true;
-    for (const std::string& path : options_.inputs) {
-      if (!(ok = ConvertInput(path))) break;
-    }
-    progress_.Finish();
-    if (!ok) {
-      output_.Abandon();
-      return kFailure;
-    }
-    return output_.Commit() ? kSuccess : kFailure;
-  }
+  int Run();
 
  private:
-  bool ConvertInput(const std::string& path);
-  bool ConvertPiece(const char* name, size_t length, uint64_t offset, bool last, size_t* consumed);
+  bool ConvertInput(const std::string& path, bool first);
+  bool Choose(Input& in, const ByteBuffer& sample, std::string* from, uint64_t* start);
+  bool Prepare(const std::string& from, Input& in);
+  unsigned Threads(const Input& in, uint64_t start) const;
+  bool Convert(Input& in, ByteBuffer& pending, bool end, uint64_t start, bool first);
+  bool ConvertParallel(Input& in, uint64_t start, unsigned threads, bool first);
+  void Report(const Failure& failure, const char* file) const;
+  void ReportTally() const;
 
   const Options& options_;
-  bool auto_ = false;
-  std::string to_;
-  std::unique_ptr<Pipeline> pipeline_;
-  nlsconv::Output output_;
-  nlsconv::Progress progress_;
-  ByteBuffer pending_;    // input read but not converted yet
-  ByteBuffer converted_;  // output of one piece
+  Target target_;
+  Policy policy_ = Policy::kStop;
+  std::string detectedNote_;  // appended to failures of a detected source
+  std::vector<std::unique_ptr<Transcoder>> transcoders_;  // [0] serial, all for -j
+  Output output_;
+  Progress progress_;
+  Tally tally_;
 };
 
-bool Converter::ConvertInput(const std::string& path) {
-  Input in;
-  if (!in.Open(path)) return false;
-  pending_.Clear();
-  bool end = false;
-  if (auto_) {
-    if (!ReadSample(in, pending_, options_.chunk, &end)) return false;
-    progress_.Advance(pending_.size());
-    unsigned int confidence = 0;
-    const char* detected = Detect(pending_.data(), pending_.size(), end, &confidence);
-    if (detected != nullptr) {
-      fprintf(stderr, "nlsconv: %s: detected %s (confidence %u)\n", in.name(), detected,
-              confidence);
-    } else {
-      detected = kFallbackEncoding;
-      fprintf(stderr, "nlsconv: %s: no encoding recognised, converting from %s\n", in.name(),
-              detected);
-    }
-    if (!UsePipeline(detected, to_)) return false;
-  } else {
-    pipeline_->Reset();
+// The names of the target and of the source when given: known, with a
+// strict converter, suffixes understood, a signature where asked for.
+int Converter::Run() {
+  target_ = ParseTarget(options_.to);
+  if (!target_.unknownSuffix.empty()) {
+    fprintf(stderr, "nlsconv: unknown suffix '%s' in '%s' (known: //IGNORE, //TRANSLIT)\n",
+            target_.unknownSuffix.c_str(), options_.to.c_str());
+    return kFailure;
   }
-
-  Pipeline& pipeline = *pipeline_;
-  const size_t unit = pipeline.unit();
-  const size_t longest = std::max(kLongestPiece, options_.chunk);
-  uint64_t offset = 0;  // of pending_[0] in the input
-  size_t scanned = 0;   // pending_[0, scanned) holds no cut point beyond `cut`
-  size_t cut = 0;
-  for (;;) {
-    const size_t aligned = pending_.size() - pending_.size() % unit;
-    if (aligned > scanned) {
-      const size_t found = pipeline.LastCut(pending_.data(), scanned, aligned);
-      if (found != 0) cut = found;
-      scanned = aligned;
-    }
-    if (end) break;
-    size_t piece = cut;
-    const bool forced = piece == 0 && pending_.size() >= longest;
-    if (forced) piece = pipeline.FallbackCut(pending_.data(), pending_.size(), false);
-    if (piece != 0) {
-      size_t consumed = 0;
-      if (!ConvertPiece(in.name(), piece, offset, false, &consumed)) return false;
-      if (consumed == 0 && forced) {
-        // Nothing of the piece converts on its own: offer all that is held.
-        piece = pipeline.FallbackCut(pending_.data(), pending_.size(), true);
-        if (!ConvertPiece(in.name(), piece, offset, false, &consumed)) return false;
-        if (consumed == 0) {
-          fprintf(stderr, "nlsconv: %s: cannot convert the input from byte offset %llu on\n",
-                  in.name(), static_cast<unsigned long long>(offset));
-          return false;
-        }
-      }
-      // Input the converter could not take yet stays in front of the rest;
-      // it is never a cut point again.
-      pending_.DropFront(consumed);
-      offset += consumed;
-      scanned = pending_.size() - pending_.size() % unit;
-      cut = 0;
-    }
-    if (!pending_.Reserve(options_.chunk)) {
-      fprintf(stderr, "nlsconv: out of memory\n");
-      return false;
-    }
-    size_t got = 0;
-    if (!in.Read(pending_.end(), options_.chunk, &got, &end)) return false;
-    pending_.Grow(got);
-    progress_.Advance(got);
+  if (target_.ignore && options_.replace)
+    return UsageError("//IGNORE and --replace exclude each other", "");
+  policy_ = options_.omit || target_.ignore ? Policy::kOmit
+            : options_.replace              ? Policy::kReplace
+                                            : Policy::kStop;
+  transcoders_.emplace_back(new Transcoder());
+  const bool automatic = strcasecmp(options_.from.c_str(), "auto") == 0;
+  Transcoder& first = *transcoders_[0];
+  if (!first.Open(automatic ? "UTF-8" : options_.from, target_.name, target_.translit, policy_)) {
+    NLS_Iconv_t probe = NLS_IconvOpen(kPivot, automatic ? "UTF-8" : options_.from.c_str());
+    const bool sourceBad = probe == reinterpret_cast<NLS_Iconv_t>(-1);
+    if (!sourceBad) NLS_IconvClose(probe);
+    ExplainUnusable(sourceBad ? options_.from : target_.name);
+    return kFailure;
   }
-  if (pending_.size() == 0) return true;
-  size_t consumed = 0;
-  return ConvertPiece(in.name(), pending_.size(), offset, true, &consumed);
+  if (!options_.fallback.empty()) {
+    NLS_Iconv_t probe = NLS_IconvOpen(kPivot, options_.fallback.c_str());
+    if (probe == reinterpret_cast<NLS_Iconv_t>(-1)) {
+      ExplainUnusable(options_.fallback);
+      return kFailure;
+    }
+    NLS_IconvClose(probe);
+  }
+  if (options_.addSignature) {
+    static const char* const kUnicode[] = {
+        "UTF-8",   "UTF-16BE",        "UTF-16LE",        "UTF-32BE", "UTF-32LE", "UCS-2BE",
+        "UCS-2LE", "ISO-10646-UCS-2", "ISO-10646-UCS-4", "CESU-8",   "UTF-16",   "UTF-32"};
+    const char* canonical = first.targetCanonical();
+    if (std::none_of(std::begin(kUnicode), std::end(kUnicode),
+                     [&](const char* name) { return strcasecmp(name, canonical) == 0; })) {
+      fprintf(stderr, "nlsconv: --add-signature: %s is not a Unicode encoding form\n",
+              target_.name.c_str());
+      return kFailure;
+    }
+  }
+  InstallInterruptCleanup();
+  if (!output_.Open(options_.output)) return kFailure;
+  progress_.Start(options_.progress, TotalSize(options_.inputs));
+  bool ok = true;
+  for (size_t i = 0; ok && i < options_.inputs.size(); ++i)
+    ok = ConvertInput(options_.inputs[i], i == 0);
+  progress_.Finish();
+  if (!ok) {
+    output_.Abandon();
+    return kFailure;
+  }
+  if (!output_.Commit()) return kFailure;
+  ReportTally();
+  return kSuccess;
 }
 
-bool Converter::ConvertPiece(const char* name, size_t length, uint64_t offset, bool last,
-                             size_t* consumed) {
-  Pipeline& pipeline = *pipeline_;
-  const unsigned char* data = pending_.data();
-  converted_.Clear();
-  const nlsconv::PieceResult result = pipeline.Convert(data, length, converted_);
-  const unsigned long long at = offset;
-  if (result.secondStage) {
-    fprintf(stderr, "nlsconv: %s: conversion to %s failed in bytes %llu-%llu (status %d)\n", name,
-            pipeline.to().c_str(), at, at + length - 1, result.status);
-    return false;
+bool Converter::ConvertInput(const std::string& path, bool first) {
+  Input in;
+  if (!in.Open(path)) return false;
+  ByteBuffer pending;
+  bool end = false;
+  uint64_t start = 0;
+  std::string from = options_.from;
+  detectedNote_.clear();
+  if (strcasecmp(from.c_str(), "auto") == 0) {
+    if (!ReadSample(in, pending, options_.detectLimit, options_.block, &end) ||
+        !Choose(in, pending, &from, &start))
+      return false;
   }
-  if (result.status < 0 && result.status != -1304) {
-    if (result.status == -1302) {
-      size_t begin = 0, end = length;
-      pipeline.LocateMalformed(data, length, &begin, &end);
-      fprintf(stderr, "nlsconv: %s: malformed %s input in bytes %llu-%llu (status -1302)\n", name,
-              pipeline.from().c_str(), at + begin, at + end - 1);
-    } else {
-      fprintf(stderr, "nlsconv: %s: conversion failed in bytes %llu-%llu (status %d)\n", name, at,
-              at + length - 1, result.status);
-    }
-    return false;
+  if (!Prepare(from, in)) return false;
+  const unsigned threads = Threads(in, start);
+  if (threads > 1) return ConvertParallel(in, start, threads, first);
+  progress_.Advance(pending.size());
+  pending.DropFront(static_cast<size_t>(start));
+  return Convert(in, pending, end, start, first);
+}
+
+// -f auto: the source encoding of an input from the detection sample.
+bool Converter::Choose(Input& in, const ByteBuffer& sample, std::string* from, uint64_t* start) {
+  if (sample.size() == 0) {  // nothing to convert: any source will do
+    *from = "UTF-8";
+    return true;
   }
-  if (!output_.Write(converted_.data(), converted_.size())) return false;
-  *consumed = result.consumed;
-  if (last && result.consumed < length) {
-    const unsigned long long stop = at + result.consumed;
-    if (result.status == -1304 || length - result.consumed < pipeline.unit()) {
-      fprintf(stderr, "nlsconv: %s: input ends inside a character at byte offset %llu\n", name,
-              stop);
-    } else {
-      fprintf(stderr, "nlsconv: %s: cannot convert the input from byte offset %llu on\n", name,
-              stop);
+  const auto candidates = Detect(sample.data(), sample.size());
+  if (!Clear(candidates)) {
+    std::string list;
+    for (size_t i = 0; i < candidates.size() && i < 4; ++i)
+      list += (i == 0 ? "" : ", ") + Describe(candidates[i], sample.data());
+    if (options_.fallback.empty()) {
+      fprintf(stderr, "nlsconv: %s: %s%s; give -f NAME, or --auto-fallback=NAME for such inputs\n",
+              in.name(),
+              candidates.empty() ? "no encoding recognised" : "unclear encoding: ", list.c_str());
+      return false;
     }
+    fprintf(stderr, "nlsconv: %s: %s%s; converting from %s\n", in.name(),
+            candidates.empty() ? "no encoding recognised" : "unclear encoding: ", list.c_str(),
+            options_.fallback.c_str());
+    *from = options_.fallback;
+    return true;
+  }
+  const NLS_DetectCandidate& best = candidates[0];
+  *from = best.encoding;
+  *start = best.bomLength;
+  // ASCII text is read as UTF-8, which also takes what may follow beyond
+  // the sample.
+  if (strcasecmp(best.encoding, "US-ASCII") == 0) *from = "UTF-8";
+  fprintf(stderr, "nlsconv: %s: detected %s%s\n", in.name(), Describe(best, sample.data()).c_str(),
+          *from != best.encoding ? (", converting as " + *from).c_str() : "");
+  const size_t limit = options_.detectLimit;
+  if (sample.size() >= limit) {
+    detectedNote_ = "; " + *from + " was detected in the first " +
+                    (limit % (1u << 20) == 0 ? std::to_string(limit >> 20) + " MiB"
+                                             : std::to_string(limit) + " bytes");
+  } else {
+    detectedNote_ = "; " + *from + " was detected";
+  }
+  return true;
+}
+
+// Opens the transcoders for a source encoding (the first always; one per
+// thread for -j, lazily).
+bool Converter::Prepare(const std::string& from, Input& in) {
+  for (auto& transcoder : transcoders_) {
+    if (transcoder->from() == from) continue;
+    if (!transcoder->Open(from, target_.name, target_.translit, policy_)) {
+      fprintf(stderr, "nlsconv: %s: %s has no strict converter in this installation\n", in.name(),
+              from.c_str());
+      return false;
+    }
+  }
+  return true;
+}
+
+unsigned Converter::Threads(const Input& in, uint64_t start) const {
+  const unsigned properties = transcoders_[0]->properties();
+  if (!in.regular() || (properties & NLS_ICONV_SOURCE_RESYNCS_AT_LINE_FEED) == 0 ||
+      (properties & NLS_ICONV_TARGET_STATEFUL) != 0 || in.size() <= start ||
+      in.size() - start <= options_.pieceSize) {
+    return 1;
+  }
+  if (options_.jobs != 0) return options_.jobs;
+  return in.size() > kParallelFrom ? std::max(1u, std::thread::hardware_concurrency()) : 1;
+}
+
+bool Converter::Convert(Input& in, ByteBuffer& pending, bool end, uint64_t start, bool first) {
+  BufferedOutput sink(&output_);
+  Transcoder& t = *transcoders_[0];
+  bool ok = t.Begin(&sink, start, first && options_.addSignature, options_.removeSignature);
+  while (ok) {
+    size_t got = 0;
+    if (!end && !in.Read(pending, options_.block, &got, &end)) {
+      sink.Flush();
+      return false;
+    }
+    progress_.Advance(got);
+    size_t used = 0;
+    ok = t.Convert(pending.data(), pending.size(), end, &used);
+    pending.DropFront(used);
+    if (end) break;
+  }
+  ok = ok && t.End();
+  const bool written = sink.Flush();
+  tally_.Add(t.tally());
+  if (!ok) Report(t.failure(), in.name());
+  return ok && written;
+}
+
+bool Converter::ConvertParallel(Input& in, uint64_t start, unsigned threads, bool first) {
+  const std::string from = transcoders_[0]->from();
+  while (transcoders_.size() < threads) {
+    transcoders_.emplace_back(new Transcoder());
+    if (!transcoders_.back()->Open(from, target_.name, target_.translit, policy_)) {
+      fprintf(stderr, "nlsconv: cannot open %u converters\n", threads);
+      return false;
+    }
+  }
+  ParallelJob job;
+  job.fd = in.fd();
+  job.begin = start;
+  job.size = in.size();
+  job.blockSize = options_.block;
+  job.pieceSize = options_.pieceSize;
+  job.addSignature = first && options_.addSignature;
+  job.removeSignature = options_.removeSignature;
+  for (unsigned i = 0; i < threads; ++i) job.transcoders.push_back(transcoders_[i].get());
+  Failure failure;
+  if (!ConvertInParallel(job, &output_, &progress_, &failure, &tally_)) {
+    Report(failure, in.name());
     return false;
   }
   return true;
+}
+
+// The message of a failure; encodings by the names the user gave (or that
+// detection gave).
+void Converter::Report(const Failure& f, const char* file) const {
+  const unsigned long long offset = f.offset, line = f.line, column = f.column;
+  const char* from = transcoders_[0]->from().c_str();
+  const char* note = detectedNote_.c_str();
+  switch (f.kind) {
+    case Failure::kInvalid: {
+      std::string bytes;
+      char hex[4];
+      for (unsigned i = 0; i < f.byteCount; ++i) {
+        snprintf(hex, sizeof hex, " %02x", f.bytes[i]);
+        bytes += hex;
+      }
+      fprintf(stderr,
+              "nlsconv: %s: invalid %s sequence%s at byte offset %llu (line %llu, column %llu)%s\n",
+              file, from, bytes.c_str(), offset, line, column, note);
+      break;
+    }
+    case Failure::kUnmappable:
+      fprintf(stderr,
+              "nlsconv: %s: cannot convert U+%04X%s at byte offset %llu (line %llu, column %llu) "
+              "to %s%s\n",
+              file, static_cast<unsigned>(f.codePoint), Shown(f.codePoint).c_str(), offset, line,
+              column, target_.name.c_str(), note);
+      break;
+    case Failure::kIncomplete:
+      fprintf(stderr,
+              "nlsconv: %s: incomplete character at the end of the input (byte offset %llu)%s\n",
+              file, offset, note);
+      break;
+    case Failure::kRead:
+      fprintf(stderr, "nlsconv: %s: %s\n", file, strerror(f.error));
+      break;
+    case Failure::kWrite:  // reported by the output
+    case Failure::kNone:
+      break;
+  }
+}
+
+// One line for everything omitted, replaced or approximated.
+void Converter::ReportTally() const {
+  const uint64_t lost = tally_.invalid + tally_.unmappable;
+  if (lost == 0 && tally_.approximated == 0) return;
+  auto count = [](uint64_t n, const char* what) {
+    return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
+  };
+  std::string line;
+  if (tally_.approximated != 0) line = count(tally_.approximated, "character") + " approximated";
+  if (lost != 0) {
+    line += line.empty() ? count(lost, "character") : ", " + std::to_string(lost);
+    line += policy_ == Policy::kReplace ? " replaced (" : " omitted (";
+    if (tally_.invalid != 0) line += count(tally_.invalid, "invalid input sequence");
+    if (tally_.invalid != 0 && tally_.unmappable != 0) line += ", ";
+    if (tally_.unmappable != 0)
+      line += std::to_string(tally_.unmappable) + " not representable in " + target_.name;
+    line += ")";
+  }
+  fprintf(stderr, "nlsconv: %s\n", line.c_str());
 }
 
 // A data directory without registry files gives only the built-in
@@ -539,6 +708,11 @@ bool RegistryFilesFound() {
   return true;
 }
 
+// The library's lock, for the threads of -j.
+std::mutex gLibraryMutex;
+void LockLibrary(void*) { gLibraryMutex.lock(); }
+void UnlockLibrary(void*) { gLibraryMutex.unlock(); }
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -551,10 +725,10 @@ int main(int argc, char** argv) {
   const char* directory = options.dataDirectory;
   if (directory == nullptr) {
     const char* variable = secure_getenv("QV_NLS_DATADIRECTORY");
-    directory =
-        variable != nullptr && *variable != '\0' ? variable : nlsconv::DefaultDataDirectory();
+    directory = variable != nullptr && *variable != '\0' ? variable : DefaultDataDirectory();
   }
-  NLS_EncInitialize(nullptr, directory);
+  const MutexImplementation mutex = {nullptr, LockLibrary, UnlockLibrary};
+  NLS_EncInitialize(&mutex, directory);
   if (!RegistryFilesFound()) {
     NLS_EncTerminate();
     return kFailure;
@@ -562,16 +736,14 @@ int main(int argc, char** argv) {
 
   int status;
   if (options.list) {
-    status = List();
+    status = ListEncodings();
+  } else if (options.listPairs) {
+    status = ListPairs();
   } else if (options.detect) {
     status = DetectFiles(options);
   } else {
-    const std::string from = strcasecmp(options.from.c_str(), "auto") == 0
-                                 ? options.from
-                                 : NLS_GetNormalizedEncodingName(options.from.c_str());
-    const std::string to = NLS_GetNormalizedEncodingName(options.to.c_str());
     Converter converter(options);
-    status = converter.Run(from, to);
+    status = converter.Run();
   }
   NLS_EncTerminate();
   return status;
