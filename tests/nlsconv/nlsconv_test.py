@@ -448,8 +448,9 @@ class Options(Workspace):
         self.assertResult(result, 1, f"nlsconv: no registry files in {self.dir}/conv30/\n")
         open_dir = os.path.join(self.dir, "open")
         os.makedirs(os.path.join(open_dir, "conv30"))
-        with open(os.path.join(open_dir, "conv30", "aliasreg.txt"), "w") as f:
-            f.write("pick UTF-8\n")
+        for file, text in (("encreg.txt", ""), ("aliasreg.txt", "pick UTF-8\n")):
+            with open(os.path.join(open_dir, "conv30", file), "w") as f:
+                f.write(text)
         os.chmod(os.path.join(open_dir, "conv30"), 0o777)
         result = nlsconv("--data-dir", open_dir + "/", "-f", "pick", stdin=b"a\n")
         self.assertResult(result, 1, f"nlsconv: registry files in {open_dir}/conv30/ "

@@ -696,13 +696,18 @@ bool RegistryFilesFound() {
   NLS_RegistryInfo info = {};
   info.size = sizeof info;
   if (NLS_GetRegistryInfo(&info) != 1) return true;
-  if (info.files[0].state == NLS_REGISTRY_FILE_MISSING) {
-    fprintf(stderr, "nlsconv: no registry files in %s\n", info.dataDirectory);
-    return false;
+  // A refused file is reported even when another file was read: a registry
+  // with a planted or tampered part is not one to convert with.
+  bool anyRead = false;
+  for (const NLS_RegistryFileInfo& file : info.files) {
+    if (file.state == NLS_REGISTRY_FILE_REFUSED) {
+      fprintf(stderr, "nlsconv: registry files in %s %s\n", info.dataDirectory, file.refusal);
+      return false;
+    }
+    if (file.state == NLS_REGISTRY_FILE_FOUND) anyRead = true;
   }
-  if (info.files[0].state == NLS_REGISTRY_FILE_REFUSED) {
-    fprintf(stderr, "nlsconv: registry files in %s %s\n", info.dataDirectory,
-            info.files[0].refusal);
+  if (!anyRead) {
+    fprintf(stderr, "nlsconv: no registry files in %s\n", info.dataDirectory);
     return false;
   }
   return true;
