@@ -103,7 +103,11 @@ def valid_sequences(codec):
                 seqs.append(s)
                 leads.add(lead)
         if lead in (0x8E, 0x8F):
+            # Three-byte forms, where the first two bytes are not a
+            # character already (Shift_JIS: 0x8E and 0x8F lead pairs).
             for b1 in range(0xA1, 0xFF):
+                if decodes(bytes([lead, b1]), codec) is not None:
+                    continue
                 for b2 in range(0xA1, 0xFF):
                     s = bytes([lead, b1, b2])
                     text = decodes(s, codec)
@@ -207,7 +211,9 @@ def main(out_dir):
                 if error is None:
                     continue
                 start, end, incomplete = error
-                if any(data[start:].startswith(b) for b in excluded_bytes):
+                # A documented difference where it stops or before it (its
+                # prefix would hold the codec's character, not ours).
+                if any(b in data[:start + len(b)] for b in excluded_bytes):
                     continue
                 prefix = data[:start].decode(codec)
                 write_record(out, b"bad", struct.pack("<III", start, end, incomplete) + data)

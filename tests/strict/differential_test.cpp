@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <random>
 
 #include "strict/strict_harness.h"
@@ -65,6 +66,15 @@ bool StartsWithAny(const Bytes& input, size_t at, const std::vector<Bytes>& pref
   return false;
 }
 
+// Whether one of `sequences` starts anywhere before `end`: such an input may
+// convert differently before its error for a documented reason. (Matched
+// bytewise, not by character: a few more inputs are skipped than must be.)
+bool HoldsAnyBefore(const Bytes& input, size_t end, const std::vector<Bytes>& sequences) {
+  for (size_t at = 0; at < std::min(end, input.size()); ++at)
+    if (StartsWithAny(input, at, sequences)) return true;
+  return false;
+}
+
 // ---- Python's codecs ----------------------------------------------------------
 
 using PythonOracle = Strict;
@@ -102,8 +112,8 @@ TEST_P(PythonOracle, StopsWhereTheCodecFindsAnError) {
       expected = EILSEQ;  // documented: the codec calls it cut
     if (ours.error != expected || ours.stop != bad.start || ours.output != bad.prefix) {
       if (++mismatches <= 5)
-        ADD_FAILURE() << name() << ": input of " << bad.input.size() << " bytes, error at "
-                      << bad.start << " (" << (bad.incomplete ? "cut" : "invalid")
+        ADD_FAILURE() << name() << ": input " << Hex(bad.input) << ", error at " << bad.start
+                      << " (" << (bad.incomplete ? "cut" : "invalid")
                       << ") by the codec; ours: " << Describe(ours);
     }
   }
@@ -158,14 +168,19 @@ TEST_P(GlibcIconv, AgreesOnWhereInputIsInvalid) {
       differing == e.differingBytes.end() ? std::vector<Bytes>{} : differing->second;
   int mismatches = 0;
   for (const EncodingCase::Bad& bad : e.bad) {
-    if (StartsWithAny(bad.input, bad.start, skip)) continue;
     const Outcome ours = Convert(Ours(), kPivot, name(), bad.input);
     Outcome theirs = Convert(Glibc(), "UTF-16LE", e.glibc.c_str(), bad.input);
-    if (e.endsDiffer.count("glibc") && ours.error == EILSEQ && theirs.error == EINVAL)
-      theirs.error = EILSEQ;  // documented: glibc calls it cut
+    // Skipped: a documented difference up to where either stops.
+    if (HoldsAnyBefore(bad.input, std::max(ours.stop, theirs.stop) + 1, skip)) continue;
+    // Documented: one calls an input that ends inside a sequence that can
+    // never become valid cut, the other invalid.
+    if (e.endsDiffer.count("glibc") && ours.stop == theirs.stop &&
+        ((ours.error == EILSEQ && theirs.error == EINVAL) ||
+         (ours.error == EINVAL && theirs.error == EILSEQ)))
+      theirs.error = ours.error;
     if (!(ours == theirs) && ++mismatches <= 5)
-      ADD_FAILURE() << name() << ": input of " << bad.input.size() << " bytes: ours "
-                    << Describe(ours) << "; glibc " << Describe(theirs);
+      ADD_FAILURE() << name() << ": input " << Hex(bad.input) << ": ours " << Describe(ours)
+                    << "; glibc " << Describe(theirs);
   }
   EXPECT_EQ(mismatches, 0);
 }
@@ -205,6 +220,33 @@ INSTANTIATE_TEST_SUITE_P(Encodings, GlibcIconv, ::testing::ValuesIn(With(&Encodi
 // ---- Streaming ------------------------------------------------------------------
 
 using Streaming = Strict;
+
+// `text` (of the reference text's characters) as the codec reads it back
+// after writing it: a one-way mapping (U+00A5 written as the code of U+FFE5)
+// comes back as the other character. The reference text and its decoding
+// pair up character by character.
+Bytes RoundTripped(const EncodingCase& e, const Bytes& text) {
+  if (!e.data.count("text") || !e.data.count("bytestext")) return text;
+  const std::vector<uint32_t> from = CodePoints(e.data.at("text"));
+  const std::vector<uint32_t> to = CodePoints(e.data.at("bytestext"));
+  if (from.size() != to.size()) return text;
+  std::map<uint32_t, uint32_t> back;
+  for (size_t i = 0; i < from.size(); ++i)
+    if (from[i] != to[i]) back[from[i]] = to[i];
+  Bytes out;
+  for (uint32_t cp : CodePoints(text)) {
+    const auto it = back.find(cp);
+    if (it != back.end()) cp = it->second;
+    if (cp >= 0x10000) {
+      const uint32_t hi = 0xD800 + ((cp - 0x10000) >> 10), lo = 0xDC00 + ((cp - 0x10000) & 0x3FF);
+      out.insert(out.end(), {static_cast<unsigned char>(hi), static_cast<unsigned char>(hi >> 8),
+                             static_cast<unsigned char>(lo), static_cast<unsigned char>(lo >> 8)});
+    } else {
+      out.insert(out.end(), {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
+    }
+  }
+  return out;
+}
 
 // Text for streaming: the reference text's first few thousand characters,
 // or a mixed sample that the encoding round-trips.
@@ -248,7 +290,7 @@ TEST_P(Streaming, AnyCutAndOutputSizeGiveTheWholeResult) {
   const Bytes encoded = whole.output;
   const Outcome back = Convert(Ours(), kPivot, name(), encoded);
   if (whole.error == 0) {
-    EXPECT_EQ(back.output, text) << "round trip of the sample";
+    EXPECT_EQ(back.output, RoundTripped(c(), text)) << "round trip of the sample";
   }
   const std::vector<std::vector<size_t>> cuts = {{1}, {2}, {5, 1, 7}, {13}, {64, 1}};
   for (const auto& pieces : cuts) {

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
+#include <iomanip>
 #include <sstream>
 
 #include "converters/oracle_records.h"
@@ -94,6 +95,13 @@ std::string Describe(const Outcome& o) {
   if (!o.opened) return "(not opened)";
   s << o.output.size() << " bytes, error " << o.error << ", stop " << o.stop << ", irreversible "
     << o.irreversible;
+  return s.str();
+}
+
+std::string Hex(const Bytes& bytes) {
+  std::ostringstream s;
+  s << std::hex << std::setfill('0');
+  for (size_t i = 0; i < bytes.size(); ++i) s << (i ? " " : "") << std::setw(2) << int{bytes[i]};
   return s.str();
 }
 

@@ -48,6 +48,9 @@ Outcome Convert(const Engine& engine, const char* to, const char* from, const By
 
 std::string Describe(const Outcome& o);
 
+// "61 62 e6": the bytes, for failure messages.
+std::string Hex(const Bytes& bytes);
+
 // One encoding of the oracle rows, with its reference data.
 struct EncodingCase {
   std::string name, python, glibc, icu;
