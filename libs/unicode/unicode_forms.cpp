@@ -1,5 +1,7 @@
 #include "unicode/unicode_forms.h"
 
+#include <algorithm>
+
 namespace nls_unicode {
 namespace {
 
@@ -68,7 +70,69 @@ unsigned char* PutThree(unsigned char* out, uint32_t v) {
 
 }  // namespace
 
-int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+namespace {
+
+// Runs of units outside the surrogate range convert unit for unit; a
+// fixed-order form moves them in a tight loop and gives every other unit to
+// one step of the general loop. Both return the bytes moved (the same
+// number on both sides), stopping at a surrogate or when n is reached.
+size_t DecodeRun(unsigned char* dst, const unsigned char* src, size_t n, bool little) {
+  size_t k = 0;
+  for (; k + 2 <= n; k += 2) {
+    const uint32_t u = Load16(src + k, little);
+    if ((u & 0xF800) == 0xD800) break;
+    nls::StoreUnit16(dst + k, static_cast<uint16_t>(u));
+  }
+  return k;
+}
+
+size_t EncodeRun(unsigned char* dst, const unsigned char* src, size_t n, bool little) {
+  size_t k = 0;
+  for (; k + 2 <= n; k += 2) {
+    const uint32_t u = nls::LoadUnit16(src + k);
+    if ((u & 0xF800) == 0xD800) break;
+    Store16(dst + k, u, little);
+  }
+  return k;
+}
+
+// Alternates runs and single steps of `codecFunction` (called with
+// NLS_CODEC_ONE) until the input ends or a step stops.
+template <class Run>
+int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, Run&& run,
+             NLS_CodecFunction step) {
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    const size_t n = std::min(call->srcLen - in, call->dstSize - out);
+    const size_t moved = run(call->dst + out, call->src + in, n);
+    in += moved;
+    out += moved;
+    if (in == call->srcLen) break;
+    NLS_CodecCall one{call->src + in,
+                      call->srcLen - in,
+                      call->dst + out,
+                      call->dstSize - out,
+                      NLS_CODEC_ONE,
+                      0,
+                      0,
+                      0,
+                      0};
+    result = step(codec, state, &one);
+    in += one.srcUsed;
+    out += one.dstLen;
+    if (result != NLS_CODEC_DONE) {
+      call->errorLength = one.errorLength;
+      call->errorContext = one.errorContext;
+      break;
+    }
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
+}
+
+int Utf16DecodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const UnicodeForm& form = FormOf(codec);
   return nls::codec::DecodeLoop<false>(
       state, call, [&form](const unsigned char* s, size_t n, NLS_CodecState& st) -> Decoded {
@@ -104,7 +168,7 @@ int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* ca
       });
 }
 
-int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+int Utf16EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const UnicodeForm& form = FormOf(codec);
   const bool little = EncodesLittle(form);
   return nls::codec::EncodeLoop<false>(
@@ -126,6 +190,34 @@ int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* ca
         return nls::codec::Wrote(n + 4);
       },
       [](unsigned char*, NLS_CodecState&) -> unsigned { return 0; });
+}
+
+}  // namespace
+
+int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return Utf16DecodeSteps(codec, state, call);
+  const bool little = form.order == UnicodeForm::kLittleEndian;
+  return WithRuns(
+      codec, state, call,
+      [little](unsigned char* d, const unsigned char* s, size_t n) {
+        return DecodeRun(d, s, n, little);
+      },
+      Utf16DecodeSteps);
+}
+
+int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return Utf16EncodeSteps(codec, state, call);
+  const bool little = EncodesLittle(form);
+  return WithRuns(
+      codec, state, call,
+      [little](unsigned char* d, const unsigned char* s, size_t n) {
+        return EncodeRun(d, s, n, little);
+      },
+      Utf16EncodeSteps);
 }
 
 int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
