@@ -74,6 +74,10 @@ def columns(rows, width=24):
 def check_consistent(sections):
     """An alias or Java name may not stand for two encodings, nor an alias
     shadow a canonical name of another encoding."""
+    java = {}
+    for s in sections:
+        for name, canonical in s.nio + s.io:
+            assert java.setdefault(name.lower(), canonical) == canonical, (name, canonical)
     canonical = {}
     for s in sections:
         for _, src, dst, _, _ in s.conversions:

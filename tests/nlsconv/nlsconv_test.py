@@ -59,10 +59,6 @@ def representable(text, encoding):
     return text
 
 
-def strict_names():
-    return [line.split()[0] for line in nlsconv("-l").stdout.decode().splitlines()]
-
-
 class Workspace(unittest.TestCase):
     def setUp(self):
         self._dir = tempfile.TemporaryDirectory(prefix="nlsconv-test-")
@@ -325,30 +321,34 @@ class Signatures(Workspace):
              "\ufeffhé\n".encode("utf-16-le")),
             (["-f", "latin1", "-t", "UCS-4", "--add-signature", "-", "-"], b"a",
              "\ufeffa".encode("utf-32-le")),  # once per output
+            # UTF-16 and UTF-32 write their own mark, and only that one.
+            (["-f", "latin1", "-t", "UTF-16", "--add-signature"], b"a", b"\xff\xfea\x00"),
+            (["-f", "latin1", "-t", "UTF-32BE", "--add-signature"], b"a",
+             b"\x00\x00\xfe\xff\x00\x00\x00a"),
+            (["-f", "UTF-16", "-t", "latin1"], b"\xfe\xff\x00h\x00\xe9", b"h\xe9"),
         ]
         for args, data, output in cases:
             with self.subTest(args=args):
                 self.assertResult(nlsconv(*args, stdin=data), 0, "", output)
 
     def test_auto_and_detect_report_and_strip_the_mark(self):
-        text = "Grüße, 日本\n"
-        names = set(strict_names())
-        ran = 0
+        text = "Grüße, 日本 \U0001F600\n"
         for codec, name, mark in (("utf-8-sig", "UTF-8", "ef bb bf"),
                                   ("utf-16", "UTF-16LE", "ff fe"),
-                                  ("utf-32", "UTF-32LE", "ff fe 00 00")):
-            src = self.path(name, text.encode(codec))
+                                  ("utf-32", "UTF-32LE", "ff fe 00 00"),
+                                  ("utf-16-be", "UTF-16BE", "fe ff"),
+                                  ("utf-32-be", "UTF-32BE", "00 00 fe ff")):
+            data = text.encode(codec)
+            if codec.endswith("-be"):
+                data = "\ufeff".encode(codec) + data
+            src = self.path(name, data)
             self.assertResult(nlsconv("--detect", src), 0, "",
                               f"{src}: {name} (byte-order mark {mark})\n".encode())
-            if name not in names:  # the Unicode family may not be installed
-                continue
-            ran += 1
             self.assertResult(nlsconv("-f", "auto", src), 0,
                               f"nlsconv: {src}: detected {name} (byte-order mark {mark})\n",
                               text.encode())
             self.assertResult(nlsconv("-f", name, "--remove-signature", src), 0, "",
                               text.encode())
-        self.assertGreater(ran, 0)
 
 
 class Detection(Workspace):

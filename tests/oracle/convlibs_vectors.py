@@ -15,7 +15,7 @@ End-to-end samples:
       encoding><u32 k><the same text in UTF-8>: per encoding, words of ASCII
       and lines of random characters that the codec encodes and decodes back
       to themselves, and that the library maps as the codec does (one record
-      per codec, the CJK libraries' included).
+      per codec, the CJK and Unicode libraries' included).
 
 Zero bytes are left out of every input: a 0 byte ends the input of the table
 engine, which the tests check on their own. The CJK encodings are compared
@@ -32,6 +32,12 @@ SINGLE_BYTE = [
     "iso8859_9", "iso8859_10", "iso8859_11", "iso8859_13", "iso8859_14", "iso8859_15",
     "iso8859_16", "koi8_r", "koi8_u", "cp437", "cp850", "cp866",
 ]
+# The Unicode library's forms; for the ones Python lacks, the codec that
+# writes the same bytes for text of the Basic Multilingual Plane (the samples
+# are made of such text).
+UNICODE = ["utf_16", "utf_16_be", "utf_16_le", "utf_32", "utf_32_be", "utf_32_le", "ucs_2_be",
+           "ucs_2_le", "cesu_8"]
+UNICODE_BMP = {"ucs_2_be": "utf_16_be", "ucs_2_le": "utf_16_le", "cesu_8": "utf_8"}
 MULTI_BYTE = ["shift_jis", "euc_jp", "gb2312", "big5", "euc_kr", "cp932", "gbk", "gb18030", "cp950",
               "big5hkscs", "cp949"]
 
@@ -88,7 +94,8 @@ def decode_inputs(codec):
 
 def samples(out_dir, rng):
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
-        for codec in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp"]:
+        for key in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp"] + UNICODE:
+            codec = UNICODE_BMP.get(key, key)
             chars = []
             for cp in range(0xA0, 0x10000):
                 try:
@@ -105,12 +112,12 @@ def samples(out_dir, rng):
                     pass
             lines = []
             for _ in range(8):
-                words = ["nlscnv", "sample", codec]
+                words = ["nlscnv", "sample", key]
                 words += ["".join(rng.choice(chars) for _ in range(rng.randint(1, 12)))
                           for _ in range(6)]
                 lines.append(" ".join(words))
             text = "\n".join(lines) + "\n"
-            for block in (codec.encode("ascii"), text.encode(codec), text.encode("utf-8")):
+            for block in (key.encode("ascii"), text.encode(codec), text.encode("utf-8")):
                 f.write(struct.pack("<I", len(block)) + block)
 
 

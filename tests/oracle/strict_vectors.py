@@ -38,6 +38,115 @@ import sys
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
+# ---- codecs Python lacks ----------------------------------------------------------
+#
+# UCS-2 in a fixed byte order (UTF-16 without surrogates) and CESU-8 (UTF-8
+# forms of one to three bytes; a character above U+FFFF as the forms of its
+# two surrogates), written on Python's UTF-16 and UTF-8 codecs.
+
+def encode_each(name, text, errors, one):
+    """Encodes text character by character with `one` (None: no mapping),
+    calling the error handler as a codec does."""
+    out, i = [], 0
+    while i < len(text):
+        data = one(text[i])
+        if data is not None:
+            out.append(data)
+            i += 1
+            continue
+        end = i + 1
+        while end < len(text) and one(text[end]) is None:
+            end += 1
+        exc = UnicodeEncodeError(name, text, i, end, "character not in the encoding")
+        replacement, i = codecs.lookup_error(errors)(exc)
+        out.append(replacement.encode("ascii") if isinstance(replacement, str) else replacement)
+    return b"".join(out), len(text)
+
+
+def ucs2_codec(name, codec):
+    def one(ch):
+        if ord(ch) > 0xFFFF or 0xD800 <= ord(ch) <= 0xDFFF:
+            return None
+        return ch.encode(codec)
+
+    def encode(text, errors="strict"):
+        return encode_each(name, text, errors, one)
+
+    def decode(data, errors="strict"):
+        data = bytes(data)
+        for i in range(0, len(data) - 1, 2):
+            if 0xD8 <= data[i + (0 if codec.endswith("be") else 1)] <= 0xDF:
+                raise UnicodeDecodeError(name, data, i, i + 2, "surrogate unit")
+        if len(data) % 2:
+            raise UnicodeDecodeError(name, data, len(data) - 1, len(data), "truncated data")
+        return data.decode(codec), len(data)
+
+    return codecs.CodecInfo(encode, decode, name=name)
+
+
+def cesu8_encode(text, errors="strict"):
+    def one(ch):
+        units = ch.encode("utf-16-be")
+        return b"".join(chr(int.from_bytes(units[k:k + 2], "big")).encode("utf-8", "surrogatepass")
+                        for k in range(0, len(units), 2))
+    return encode_each("x-nls-cesu-8", text, errors, one)
+
+
+def cesu8_form(data, i):
+    """(end, unit) of the UTF-8 form of at most three bytes at i (surrogates
+    included) by Python's UTF-8 decoder; raises the error otherwise."""
+    lead = data[i]
+    length = 1 if lead < 0x80 else 2 if 0xC2 <= lead <= 0xDF else 3 if 0xE0 <= lead <= 0xEF else 0
+    if length == 0:
+        raise UnicodeDecodeError("x-nls-cesu-8", data, i, i + 1, "invalid start byte")
+    for k in range(2, length + 1):
+        piece = data[i:i + k]
+        try:
+            codecs.utf_8_decode(piece, "surrogatepass", False)
+        except UnicodeDecodeError:
+            raise UnicodeDecodeError("x-nls-cesu-8", data, i, i + k - 1, "invalid continuation byte")
+        if len(piece) < k:
+            raise UnicodeDecodeError("x-nls-cesu-8", data, i, len(data), "unexpected end of data")
+    return i + length, ord(codecs.utf_8_decode(data[i:i + length], "surrogatepass")[0])
+
+
+def cesu8_decode(data, errors="strict"):
+    data, out, i = bytes(data), [], 0
+    while i < len(data):
+        end, unit = cesu8_form(data, i)
+        if 0xDC00 <= unit <= 0xDFFF:
+            raise UnicodeDecodeError("x-nls-cesu-8", data, i, end, "lone low surrogate")
+        if 0xD800 <= unit <= 0xDBFF:
+            try:
+                after, low = cesu8_form(data, end) if end < len(data) else (None, None)
+            except UnicodeDecodeError as e:
+                if e.reason == "unexpected end of data" and data[end] == 0xED and \
+                        (len(data) - end < 2 or data[end + 1] >= 0xB0):
+                    raise UnicodeDecodeError("x-nls-cesu-8", data, i, len(data),
+                                             "unexpected end of data")
+                after, low = None, 0
+            if after is None and low is None:
+                raise UnicodeDecodeError("x-nls-cesu-8", data, i, len(data),
+                                         "unexpected end of data")
+            if not 0xDC00 <= low <= 0xDFFF:
+                raise UnicodeDecodeError("x-nls-cesu-8", data, i, end, "lone high surrogate")
+            out.append(chr(0x10000 + ((unit - 0xD800) << 10) + (low - 0xDC00)))
+            i = after
+            continue
+        out.append(chr(unit))
+        i = end
+    return "".join(out), len(data)
+
+
+OWN_CODECS = {
+    "x_nls_ucs_2_be": ucs2_codec("x-nls-ucs-2-be", "utf-16-be"),
+    "x_nls_ucs_2_le": ucs2_codec("x-nls-ucs-2-le", "utf-16-le"),
+    "x_nls_cesu_8": codecs.CodecInfo(cesu8_encode, cesu8_decode, name="x-nls-cesu-8"),
+}
+codecs.register(lambda name: OWN_CODECS.get(name.replace("-", "_")))
+OWN_CODECS_NAMES = {c.name for c in OWN_CODECS.values()}
+
+
 def oracle_rows():
     out = subprocess.run([sys.executable, os.path.join(ROOT, "libs", "gen", "gen_tables.py"),
                           "--oracle", "/dev/stdout"], check=True, capture_output=True, text=True)
@@ -134,10 +243,37 @@ UTF8_CASES = [b"\xc0\xaf", b"\xc0\x80", b"\xc1\xbf", b"\xe0\x80\xaf", b"\xe0\x9f
               b"\xe6\x97", b"\xf0\x9f\x98", b"\xc3"]
 
 
+# Surrogates of the 16-bit forms (here big-endian; swapped for the
+# little-endian ones): lone, reversed, cut, a high one before another.
+UTF16_CASES = [b"\xd8\x00", b"\xdc\x00", b"\xdc\x00\xd8\x00", b"\xd8\x00\x00a",
+               b"\xd8\x00\xd8\x00\xdc\x00", b"\xdb\xff\xdf", b"\xdb\xff\xdf\xff", b"\x00"]
+UTF32_CASES = [b"\x00\x11\x00\x00", b"\x00\x00\xd8\x00", b"\x00\x00\xdf\xff",
+               b"\xff\xff\xff\xff", b"\x00\x10\xff", b"\x00"]
+CESU8_CASES = [b"\xed\xa0\x80", b"\xed\xa0\x80A", b"\xed\xb0\x80", b"\xed\xa0\x80\xed\xa0\x80",
+               b"\xed\xa0\x80\xed", b"\xed\xa0\x80\xed\xb0", b"\xed\xa0\x80\xed\xa0",
+               b"\xed\xa0\x80\xe1\x80\x80", b"\xed\xa0\x80\xed\xb0A", b"\xf0\x9f\x98\x80",
+               b"\xed\xaf\xbf\xed\xbf\xbf"]
+
+
+def swapped(cases, width):
+    return [b"".join(c[k:k + width][::-1] for k in range(0, len(c), width)) for c in cases]
+
+
 def bad_inputs(codec, leads, rng):
     cases = []
-    if codecs.lookup(codec).name == "utf-8":
+    name = codecs.lookup(codec).name
+    if name == "utf-8":
         cases += [b"ab" + c + b"cd" for c in UTF8_CASES] + [b"ab" + c for c in UTF8_CASES]
+    if name == "x-nls-cesu-8":
+        cases += [b"ab" + c + b"cd" for c in CESU8_CASES + UTF8_CASES]
+        cases += [b"ab" + c for c in CESU8_CASES + UTF8_CASES]
+    for width, forms in ((2, UTF16_CASES), (4, UTF32_CASES)):
+        if name.endswith(("16-be", "16-le", "2-be", "2-le") if width == 2 else ("32-be", "32-le")):
+            little = name.endswith("le")
+            a = "a".encode("utf-16-le" if little else "utf-16-be") * (width // 2)
+            a = a if width == 2 else "a".encode("utf-32-le" if little else "utf-32-be")
+            for c in (swapped(forms, width) if little else forms):
+                cases += [a + c + a, a + c]
     if single_byte(codec):
         for b in range(256):
             if decodes(bytes([b]), codec) is None:
@@ -199,7 +335,7 @@ def main(out_dir):
             if row["stateful"] or row["bom"]:
                 continue  # byte sequences of these depend on what came before
             leads = set()
-            if "utf" not in codecs.lookup(codec).name:
+            if "utf" not in codecs.lookup(codec).name and codec not in OWN_CODECS_NAMES:
                 seqs, leads = valid_sequences(codec)
                 seqs = [s for s in seqs if not any(s.startswith(b) for b in excluded_bytes)]
                 valid = b"".join(seqs)

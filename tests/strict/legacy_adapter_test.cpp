@@ -137,7 +137,12 @@ TEST_P(LegacyAdapter, ReplacesWhatIsIllFormedOrUnmapped) {
   }
   // A character without a mapping (or a lone surrogate) is one "?".
   const Bytes text = {'a', 0, 0x00, 0xD8, 'b', 0, 0x3D, 0xD8, 0x00, 0xDE, 'c', 0};
-  const Bytes question = Convert(Ours(), GetParam().c_str(), kPivot, Bytes{'?', 0}).output;
+  // The bytes of "?" (after a first character for an encoder that writes a
+  // byte-order mark first).
+  const Bytes one = Convert(Ours(), GetParam().c_str(), kPivot, Bytes{'?', 0}).output;
+  const Bytes two = Convert(Ours(), GetParam().c_str(), kPivot, Bytes{'?', 0, '?', 0}).output;
+  const Bytes question =
+      CaseOf(GetParam()).bom ? Bytes(two.begin() + static_cast<long>(one.size()), two.end()) : one;
   const Bytes out = Whole(encoder_.converter(), text);
   decoder_.converter()->Reset();  // drops a cut sequence the last case left held
   const Bytes back = Whole(decoder_.converter(), out);

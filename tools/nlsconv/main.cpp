@@ -408,7 +408,8 @@ std::string Shown(uint32_t cp) {
 
 class Converter {
  public:
-  explicit Converter(const Options& options) : options_(options) {}
+  explicit Converter(const Options& options)
+      : options_(options), addSignature_(options.addSignature) {}
   int Run();
 
  private:
@@ -422,6 +423,7 @@ class Converter {
   void ReportTally() const;
 
   const Options& options_;
+  bool addSignature_;  // --add-signature, unless the target writes its own mark
   Target target_;
   Policy policy_ = Policy::kStop;
   std::string detectedNote_;  // appended to failures of a detected source
@@ -474,6 +476,9 @@ int Converter::Run() {
               target_.name.c_str());
       return kFailure;
     }
+    // UTF-16 and UTF-32 write their byte-order mark themselves.
+    if (strcasecmp(canonical, "UTF-16") == 0 || strcasecmp(canonical, "UTF-32") == 0)
+      addSignature_ = false;
   }
   InstallInterruptCleanup();
   if (!output_.Open(options_.output)) return kFailure;
@@ -582,7 +587,7 @@ unsigned Converter::Threads(const Input& in, uint64_t start) const {
 bool Converter::Convert(Input& in, ByteBuffer& pending, bool end, uint64_t start, bool first) {
   BufferedOutput sink(&output_);
   Transcoder& t = *transcoders_[0];
-  bool ok = t.Begin(&sink, start, first && options_.addSignature, options_.removeSignature);
+  bool ok = t.Begin(&sink, start, first && addSignature_, options_.removeSignature);
   while (ok) {
     size_t got = 0;
     if (!end && !in.Read(pending, options_.block, &got, &end)) {
@@ -617,7 +622,7 @@ bool Converter::ConvertParallel(Input& in, uint64_t start, unsigned threads, boo
   job.size = in.size();
   job.blockSize = options_.block;
   job.pieceSize = options_.pieceSize;
-  job.addSignature = first && options_.addSignature;
+  job.addSignature = first && addSignature_;
   job.removeSignature = options_.removeSignature;
   for (unsigned i = 0; i < threads; ++i) job.transcoders.push_back(transcoders_[i].get());
   Failure failure;

@@ -1,0 +1,318 @@
+#include "unicode/unicode_forms.h"
+
+#include <algorithm>
+
+namespace nls_unicode {
+namespace {
+
+using nls::codec::Decoded;
+using nls::codec::Encoded;
+
+constexpr bool kLittleMachine = __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__;
+// State word 0 of a decoder with a mark: the byte order read (0: none yet).
+constexpr uint32_t kBig = 1, kLittle = 2;
+
+const UnicodeForm& FormOf(const NLS_Codec* codec) {
+  return *static_cast<const UnicodeForm*>(codec->data);
+}
+
+uint32_t Load16(const unsigned char* p, bool little) {
+  return little ? p[0] | p[1] << 8 : p[0] << 8 | p[1];
+}
+
+uint32_t Load32(const unsigned char* p, bool little) {
+  return little ? p[0] | p[1] << 8 | p[2] << 16 | static_cast<uint32_t>(p[3]) << 24
+                : static_cast<uint32_t>(p[0]) << 24 | p[1] << 16 | p[2] << 8 | p[3];
+}
+
+void Store16(unsigned char* p, uint32_t v, bool little) {
+  p[little ? 0 : 1] = static_cast<unsigned char>(v);
+  p[little ? 1 : 0] = static_cast<unsigned char>(v >> 8);
+}
+
+void Store32(unsigned char* p, uint32_t v, bool little) {
+  for (int i = 0; i < 4; ++i) p[little ? i : 3 - i] = static_cast<unsigned char>(v >> (8 * i));
+}
+
+// The byte order a decoder reads in, before its first character: fixed by
+// the form, or the one a mark selected (0 when none has been read yet).
+uint32_t DecodingOrder(const UnicodeForm& form, const NLS_CodecState& state) {
+  if (form.order == UnicodeForm::kMarked) return state.word[0];
+  return form.order == UnicodeForm::kLittleEndian ? kLittle : kBig;
+}
+
+// The order an encoder writes in: a marked form writes the machine's.
+bool EncodesLittle(const UnicodeForm& form) {
+  return form.order == UnicodeForm::kMarked ? kLittleMachine
+                                            : form.order == UnicodeForm::kLittleEndian;
+}
+
+uint32_t Combine(uint32_t high, uint32_t low) {
+  return 0x10000 + ((high - 0xD800) << 10) + (low - 0xDC00);
+}
+
+// CESU-8: the three bytes of a 16-bit value (also a surrogate) at s, or
+// how far they go: the number of leading bytes that can start such a form.
+unsigned ThreeByteForm(const unsigned char* s, size_t n, uint32_t* value) {
+  if (n < 1 || (s[0] & 0xF0) != 0xE0) return 0;
+  if (n < 2 || (s[1] & 0xC0) != 0x80 || (s[0] == 0xE0 && s[1] < 0xA0)) return 1;
+  if (n < 3 || (s[2] & 0xC0) != 0x80) return 2;
+  *value = (s[0] & 0x0Fu) << 12 | (s[1] & 0x3Fu) << 6 | (s[2] & 0x3Fu);
+  return 3;
+}
+
+unsigned char* PutThree(unsigned char* out, uint32_t v) {
+  out[0] = static_cast<unsigned char>(0xE0 | v >> 12);
+  out[1] = static_cast<unsigned char>(0x80 | ((v >> 6) & 0x3F));
+  out[2] = static_cast<unsigned char>(0x80 | (v & 0x3F));
+  return out + 3;
+}
+
+}  // namespace
+
+namespace {
+
+// Runs of units outside the surrogate range convert unit for unit; a
+// fixed-order form moves them in a tight loop and gives every other unit to
+// one step of the general loop. Both return the bytes moved (the same
+// number on both sides), stopping at a surrogate or when n is reached.
+size_t DecodeRun(unsigned char* dst, const unsigned char* src, size_t n, bool little) {
+  size_t k = 0;
+  for (; k + 2 <= n; k += 2) {
+    const uint32_t u = Load16(src + k, little);
+    if ((u & 0xF800) == 0xD800) break;
+    nls::StoreUnit16(dst + k, static_cast<uint16_t>(u));
+  }
+  return k;
+}
+
+size_t EncodeRun(unsigned char* dst, const unsigned char* src, size_t n, bool little) {
+  size_t k = 0;
+  for (; k + 2 <= n; k += 2) {
+    const uint32_t u = nls::LoadUnit16(src + k);
+    if ((u & 0xF800) == 0xD800) break;
+    Store16(dst + k, u, little);
+  }
+  return k;
+}
+
+// Alternates runs and single steps of `codecFunction` (called with
+// NLS_CODEC_ONE) until the input ends or a step stops.
+template <class Run>
+int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, Run&& run,
+             NLS_CodecFunction step) {
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    const size_t n = std::min(call->srcLen - in, call->dstSize - out);
+    const size_t moved = run(call->dst + out, call->src + in, n);
+    in += moved;
+    out += moved;
+    if (in == call->srcLen) break;
+    NLS_CodecCall one{call->src + in,
+                      call->srcLen - in,
+                      call->dst + out,
+                      call->dstSize - out,
+                      NLS_CODEC_ONE,
+                      0,
+                      0,
+                      0,
+                      0};
+    result = step(codec, state, &one);
+    in += one.srcUsed;
+    out += one.dstLen;
+    if (result != NLS_CODEC_DONE) {
+      call->errorLength = one.errorLength;
+      call->errorContext = one.errorContext;
+      break;
+    }
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
+}
+
+int Utf16DecodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  return nls::codec::DecodeLoop<false>(
+      state, call, [&form](const unsigned char* s, size_t n, NLS_CodecState& st) -> Decoded {
+        if (n < 2) return nls::codec::Incomplete();
+        uint32_t order = DecodingOrder(form, st);
+        if (order == 0) {  // the start of a text with an optional mark
+          if (s[0] == 0xFE && s[1] == 0xFF) {
+            st.word[0] = kBig;
+            return nls::codec::Nothing(2);
+          }
+          if (s[0] == 0xFF && s[1] == 0xFE) {
+            st.word[0] = kLittle;
+            return nls::codec::Nothing(2);
+          }
+          order = kBig;
+        }
+        const bool little = order == kLittle;
+        const uint32_t unit = Load16(s, little);
+        Decoded d;
+        if (unit < 0xD800 || unit > 0xDFFF) {
+          d = nls::codec::Char(2, unit);
+        } else if (form.bmpOnly || unit >= 0xDC00) {
+          d = nls::codec::Invalid(2);
+        } else if (n < 4) {
+          return nls::codec::Incomplete();  // state untouched: the pair is read again
+        } else {
+          const uint32_t low = Load16(s + 2, little);
+          d = (low & 0xFC00) == 0xDC00 ? nls::codec::Char(4, Combine(unit, low))
+                                       : nls::codec::Invalid(2, true);
+        }
+        if (form.order == UnicodeForm::kMarked) st.word[0] = order;
+        return d;
+      });
+}
+
+int Utf16EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  const bool little = EncodesLittle(form);
+  return nls::codec::EncodeLoop<false>(
+      codec, state, call,
+      [&form, little](uint32_t cp, unsigned char* out, NLS_CodecState& st) -> Encoded {
+        if (form.bmpOnly && cp >= 0x10000) return nls::codec::Unmappable();
+        unsigned n = 0;
+        if (form.order == UnicodeForm::kMarked && st.word[0] == 0) {
+          Store16(out, 0xFEFF, little);
+          st.word[0] = 1;
+          n = 2;
+        }
+        if (cp < 0x10000) {
+          Store16(out + n, cp, little);
+          return nls::codec::Wrote(n + 2);
+        }
+        Store16(out + n, 0xD800 + ((cp - 0x10000) >> 10), little);
+        Store16(out + n + 2, 0xDC00 + ((cp - 0x10000) & 0x3FF), little);
+        return nls::codec::Wrote(n + 4);
+      },
+      [](unsigned char*, NLS_CodecState&) -> unsigned { return 0; });
+}
+
+}  // namespace
+
+int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return Utf16DecodeSteps(codec, state, call);
+  const bool little = form.order == UnicodeForm::kLittleEndian;
+  return WithRuns(
+      codec, state, call,
+      [little](unsigned char* d, const unsigned char* s, size_t n) {
+        return DecodeRun(d, s, n, little);
+      },
+      Utf16DecodeSteps);
+}
+
+int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return Utf16EncodeSteps(codec, state, call);
+  const bool little = EncodesLittle(form);
+  return WithRuns(
+      codec, state, call,
+      [little](unsigned char* d, const unsigned char* s, size_t n) {
+        return EncodeRun(d, s, n, little);
+      },
+      Utf16EncodeSteps);
+}
+
+int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  return nls::codec::DecodeLoop<false>(
+      state, call, [&form](const unsigned char* s, size_t n, NLS_CodecState& st) -> Decoded {
+        if (n < 4) return nls::codec::Incomplete();
+        uint32_t order = DecodingOrder(form, st);
+        if (order == 0) {
+          if (Load32(s, false) == 0xFEFF) {
+            st.word[0] = kBig;
+            return nls::codec::Nothing(4);
+          }
+          if (Load32(s, true) == 0xFEFF) {
+            st.word[0] = kLittle;
+            return nls::codec::Nothing(4);
+          }
+          order = kBig;
+        }
+        if (form.order == UnicodeForm::kMarked) st.word[0] = order;
+        const uint32_t v = Load32(s, order == kLittle);
+        if (v > 0x10FFFF || (v >= 0xD800 && v <= 0xDFFF)) return nls::codec::Invalid(4);
+        return nls::codec::Char(4, v);
+      });
+}
+
+int Utf32Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  const bool little = EncodesLittle(form);
+  return nls::codec::EncodeLoop<false>(
+      codec, state, call,
+      [&form, little](uint32_t cp, unsigned char* out, NLS_CodecState& st) -> Encoded {
+        unsigned n = 0;
+        if (form.order == UnicodeForm::kMarked && st.word[0] == 0) {
+          Store32(out, 0xFEFF, little);
+          st.word[0] = 1;
+          n = 4;
+        }
+        Store32(out + n, cp, little);
+        return nls::codec::Wrote(n + 4);
+      },
+      [](unsigned char*, NLS_CodecState&) -> unsigned { return 0; });
+}
+
+int Cesu8Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
+  return nls::codec::DecodeLoop<true>(
+      state, call, [](const unsigned char* s, size_t n, NLS_CodecState&) -> Decoded {
+        const unsigned b = s[0];
+        if (b < 0x80) return nls::codec::Char(1, b);
+        if (b >= 0xC2 && b <= 0xDF) {
+          if (n < 2) return nls::codec::Incomplete();
+          if ((s[1] & 0xC0) != 0x80) return nls::codec::Invalid(1, true);
+          return nls::codec::Char(2, (b & 0x1Fu) << 6 | (s[1] & 0x3Fu));
+        }
+        if ((b & 0xF0) != 0xE0) return nls::codec::Invalid(1);  // no four-byte forms
+        uint32_t v = 0;
+        const unsigned got = ThreeByteForm(s, n, &v);
+        if (got < 3) {
+          return got == n ? nls::codec::Incomplete() : nls::codec::Invalid(got, true);
+        }
+        if (v < 0xD800 || v > 0xDFFF) return nls::codec::Char(3, v);
+        if (v >= 0xDC00) return nls::codec::Invalid(3);
+        // A high surrogate: the low one must follow.
+        uint32_t low = 0;
+        const unsigned next = ThreeByteForm(s + 3, n - 3, &low);
+        if (next == 3 && low >= 0xDC00 && low <= 0xDFFF)
+          return nls::codec::Char(6, Combine(v, low));
+        // Cut where the low surrogate's bytes may still come.
+        if (next == n - 3 && next < 3 && (next < 1 || s[3] == 0xED) && (next < 2 || s[4] >= 0xB0))
+          return nls::codec::Incomplete();
+        return nls::codec::Invalid(3, true);
+      });
+}
+
+int Cesu8Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  return nls::codec::EncodeLoop<true>(
+      codec, state, call,
+      [](uint32_t cp, unsigned char* out, NLS_CodecState&) -> Encoded {
+        if (cp < 0x80) {
+          out[0] = static_cast<unsigned char>(cp);
+          return nls::codec::Wrote(1);
+        }
+        if (cp < 0x800) {
+          out[0] = static_cast<unsigned char>(0xC0 | cp >> 6);
+          out[1] = static_cast<unsigned char>(0x80 | (cp & 0x3F));
+          return nls::codec::Wrote(2);
+        }
+        if (cp < 0x10000) {
+          PutThree(out, cp);
+          return nls::codec::Wrote(3);
+        }
+        PutThree(PutThree(out, 0xD800 + ((cp - 0x10000) >> 10)), 0xDC00 + ((cp - 0x10000) & 0x3FF));
+        return nls::codec::Wrote(6);
+      },
+      [](unsigned char*, NLS_CodecState&) -> unsigned { return 0; });
+}
+
+}  // namespace nls_unicode
