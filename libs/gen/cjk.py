@@ -244,6 +244,11 @@ ENCODINGS = [
              [(0x41, 0x5A), (0x61, 0x7A), (0x81, 0xFE)],
              ["cp949", "ms949", "uhc", "x-windows-949", "ks_c_5601-1987", "ks_c_5601-1989",
               "csKSC56011987"], ("x-windows-949", "MS949")),
+    # KS X 1001 annex 3: the 11172 syllables and the letters by their five-bit
+    # parts (lead bytes 0x84-0xD3), the symbols and Hanja of KS X 1001 moved
+    # to lead bytes 0xD9-0xDE, 0xE0-0xF9.
+    Encoding("korean", "JOHAB", "Johab", "johab", "JOHAB", [(0x84, 0xD3), (0xD9, 0xDE), (0xE0, 0xF9)],
+             [(0x31, 0x7E), (0x81, 0xFE)], ["cp1361", "ms1361"], ("x-Johab", None)),
 ]
 
 # Codecs of the libraries written by hand (besides the generic one):
@@ -720,6 +725,7 @@ PEER_NAMES = {
     "Big5-HKSCS": ("BIG5-HKSCS", "big5-hkscs"),
     "EUC-KR": ("EUC-KR", "EUC-KR"),
     "windows-949": ("CP949", "windows-949"),
+    "JOHAB": ("JOHAB", None),
 }
 
 ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "

@@ -37,6 +37,11 @@ WHY = {
                       "0xA1FE, 0xA240, 0xA2CC, 0xA2CE",
         "EUC-KR": "glibc reads and writes the C1 bytes 0x80-0x9F, and maps 0xA2E8 (U+327E) and "
                   "U+20A9, which Python's euc_kr does not",
+        "JOHAB": "glibc reads 0x5C as U+20A9 WON SIGN (Python and this library: ASCII), does "
+                 "not read 0x8441 (three fillers; Python: U+3000) nor the final consonants "
+                 "alone 0x8442-0x845D (Python: the compatibility letters, which encode as "
+                 "their initial forms 0x8841-0xD041), and maps 0xD9E8 (U+327E), which "
+                 "Python's johab does not",
         "ISO-2022-JP": "glibc passes escape sequences it does not know (ESC $ ( B, ESC $ ( @, "
                        "which Python and this library read as JIS X 0208; ESC ( I) through as "
                        "text, and writes U+001B as a bare ESC (this library does not: it would "
@@ -162,6 +167,9 @@ GLIBC = {
          "9700-979F 9800-989F 9900-999F 9A00-9A9F 9B00-9B9F 9C00-9C9F 9D00-9D9F 9E00-9E9F "
          "9F00-9F9F A2E8"),
         "0080-009F 20A9 327E"),
+    "JOHAB": (
+        "5C 8441-8443 8445 8448-8449 8451 8453 8455-845D D9E8",
+        "005C 20A9 327E"),
     "ISO-2022-JP": (
         "1B284931 1B2428403021 1B2428423021",
         "001B"),

@@ -60,6 +60,7 @@ const std::map<std::string, std::string> kHostNames = {
     {"cp950", "x-windows-950"},
     {"big5hkscs", "big5-hkscs"},
     {"cp949", "ks_c_5601-1987"},
+    {"johab", "cp1361"},
     {"cp1250", "cp1250"},
     {"cp1251", "windows-1251"},
     {"cp1252", "CP1252"},

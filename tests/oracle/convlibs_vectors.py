@@ -33,7 +33,7 @@ SINGLE_BYTE = [
     "iso8859_16", "koi8_r", "koi8_u", "cp437", "cp850", "cp866",
 ]
 MULTI_BYTE = ["shift_jis", "euc_jp", "gb2312", "big5", "euc_kr", "cp932", "gbk", "gb18030", "cp950",
-              "big5hkscs", "cp949"]
+              "big5hkscs", "cp949", "johab"]
 
 # Characters that the CJK libraries write otherwise than the codec, on
 # purpose (libs/gen/cjk.py): windows-31j writes the IBM extensions where
