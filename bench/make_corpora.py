@@ -190,7 +190,7 @@ CORPORA = {
     "macroman": (4, MACROMAN, WESTERN, ",", ["macroman", "utf8"]),
     "chinese": (5, CHINESE, CJK, "，", ["gb2312", "utf8"]),
     "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
-    "korean": (7, KOREAN, WESTERN, ",", ["euckr", "utf8"]),
+    "korean": (7, KOREAN, WESTERN, ",", ["euckr", "iso2022kr", "utf8"]),
     "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "utf8"]),
 }
 
@@ -264,6 +264,7 @@ ENCODERS = {
     "gb2312": lambda t: t.encode("gb2312"),
     "big5": lambda t: t.encode("big5"),
     "euckr": lambda t: t.encode("euc_kr"),
+    "iso2022kr": lambda t: t.encode("iso2022_kr"),
     "cp1251": lambda t: t.encode("cp1251"),
     "koi8r": lambda t: t.encode("koi8_r"),
     "cp1252": lambda t: t.encode("cp1252"),

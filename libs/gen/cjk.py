@@ -260,6 +260,11 @@ HAND_WRITTEN = [
     ("japanese", "ISO-2022-JP", "Iso2022Jp", "ISO2022JP",
      ["csISO2022JP", "iso2022jp", "iso2022_jp", "jis"], ("ISO-2022-JP", "ISO2022JP"),
      "EucJp", 5, "NLS_CODEC_STATEFUL_ENCODER"),
+    # A line feed ends a shift to KS X 1001 (every line starts in ASCII), and
+    # the header changes nothing the decoder reads.
+    ("korean", "ISO-2022-KR", "Iso2022Kr", "ISO2022KR", ["csISO2022KR", "iso2022_kr", "iso2022kr"],
+     ("ISO-2022-KR", "ISO2022KR"), "EucKr", 7,
+     "NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER"),
 ]
 
 
@@ -726,6 +731,7 @@ PEER_NAMES = {
     "EUC-KR": ("EUC-KR", "EUC-KR"),
     "windows-949": ("CP949", "windows-949"),
     "JOHAB": ("JOHAB", None),
+    "ISO-2022-KR": ("ISO-2022-KR", "ISO-2022-KR"),
 }
 
 ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "
@@ -759,6 +765,31 @@ def python_differences(enc):
     return {"bytes": forms, "chars": chars, "ends": True, "why": why + ERRORS}
 
 
+def escapes_but(sequence):
+    """Byte sequences that start like the escape sequence but leave it, one
+    per byte where they can."""
+    return [sequence[:i] + bytes([b]) for i in range(1, len(sequence)) for b in range(256)
+            if b != sequence[i]]
+
+
+# The Python codecs of the hand-written codecs, and where they differ from them.
+HAND_WRITTEN_PYTHON = {
+    "ISO-2022-JP": ("iso2022_jp", {
+        "bytes": [bytes([0x1B, b]) for b in range(256) if b not in b"($"], "chars": [0x1B],
+        "why": "Python's iso2022_jp reads an ESC that starts no known escape sequence as the "
+               "character U+001B and writes U+001B as a bare ESC; this library rejects both (a "
+               "bare ESC would start an escape sequence). " + ERRORS}),
+    "ISO-2022-KR": ("iso2022_kr", {
+        "bytes": escapes_but(b"\x1b$)C"), "chars": [0x0E, 0x0F, 0x1B], "spelling": True,
+        "why": "Python's iso2022_kr writes the header ESC $ ) C before the first SO, this "
+               "library before the first character of the text (as glibc and ICU); Python "
+               "writes SO, SI and ESC as bare bytes and reads an ESC that starts no known "
+               "escape sequence as U+001B (this library rejects both: they would shift or "
+               "start an escape sequence), and ignores SO before the header (this library "
+               "reads KS X 1001 after it, as glibc and ICU)"}),
+}
+
+
 def oracle_rows():
     rows = []
     for enc in ENCODINGS:
@@ -777,17 +808,12 @@ def oracle_rows():
                                   stateful=enc.form == "composing", differences=differences))
     for _, name, _, _, _, _, _, _, _ in HAND_WRITTEN:
         glibc, icu = PEER_NAMES[name]
-        lone_esc = [bytes([0x1B, b]) for b in range(256) if b not in b"($"]
-        differences = {"python": {"bytes": lone_esc, "chars": [0x1B],
-                                  "why": "Python's iso2022_jp reads an ESC that starts no "
-                                         "known escape sequence as the character U+001B and "
-                                         "writes U+001B as a bare ESC; this library rejects "
-                                         "both (a bare ESC would start an escape sequence). "
-                                         + ERRORS}}
+        python, departures = HAND_WRITTEN_PYTHON[name]
+        differences = {"python": departures} if departures else {}
         for peer in ("glibc", "icu"):
             d = cjk_peers.differences(name, peer)
             if d:
                 differences[peer] = d
-        rows.append(oracle.Oracle(name, "iso2022_jp", glibc, icu, stateful=True,
+        rows.append(oracle.Oracle(name, python, glibc, icu, stateful=True,
                                   differences=differences))
     return rows

@@ -42,6 +42,10 @@ WHY = {
                  "alone 0x8442-0x845D (Python: the compatibility letters, which encode as "
                  "their initial forms 0x8841-0xD041), and maps 0xD9E8 (U+327E), which "
                  "Python's johab does not",
+        "ISO-2022-KR": "glibc writes SO, SI and ESC as bare bytes and reads an ESC that starts "
+                       "no known escape sequence as U+001B (this library rejects both), rejects "
+                       "the control bytes in KS X 1001 (this library reads them, and a line "
+                       "feed ends the shift), and maps 0x2268 (U+327E)",
         "ISO-2022-JP": "glibc passes escape sequences it does not know (ESC $ ( B, ESC $ ( @, "
                        "which Python and this library read as JIS X 0208; ESC ( I) through as "
                        "text, and writes U+001B as a bare ESC (this library does not: it would "
@@ -77,6 +81,10 @@ WHY = {
                   "private use area and lacks 0xA2E6, 0xA2E7 (euro and registered signs)",
         "windows-949": "ICU maps 0x80, 0xFF and the user-defined rows 0xC9, 0xFE to characters "
                        "(the private use area)",
+        "ISO-2022-KR": "ICU's ISO-2022-KR reads KS X 1001 through IBM's table 970: other "
+                       "choices for 0x2124, 0x2129, 0x212A, 0x212D, 0x2226, 0x2241, no euro and "
+                       "registered signs (0x2266, 0x2267), the user-defined rows 0x49 and 0x7E "
+                       "in the private use area; it rejects the control bytes in KS X 1001",
         "ISO-2022-JP": "ICU's ISO-2022-JP reads and writes Microsoft's forms of JIS X 0208 and "
                        "NEC row 13 (0x2D21-0x2D7C) and the IBM rows, rejects SO and SI and "
                        "designations Python's codec accepts (ESC $ ( B, ESC $ ( @)",
@@ -170,6 +178,10 @@ GLIBC = {
     "JOHAB": (
         "5C 8441-8443 8445 8448-8449 8451 8453 8455-845D D9E8",
         "005C 20A9 327E"),
+    "ISO-2022-KR": (
+        ("0E00-0E0D 0E10-0E1A 0E1C-0E1F 0E2268 1B00-1B23 1B25-1BFF 1B2400-1B2428 "
+         "1B242A-1B24FF 1B242900-1B242942 1B242944-1B2429FF"),
+        "000E-000F 001B 327E"),
     "ISO-2022-JP": (
         "1B284931 1B2428403021 1B2428423021",
         "001B"),
@@ -417,6 +429,10 @@ ICU = {
     "windows-949": (
         "80 FF 8000-8080 80FF C9A1-C9FE FEA1-FEFE FF00-FF80 FFFF",
         "0080 E000-E0BB F8F7"),
+    "ISO-2022-KR": (
+        ("0E00-0E0D 0E10-0E1A 0E1C-0E1F 0E2124 0E2129-0E212A 0E212D 0E2226 0E2241 "
+         "0E2266-0E2267 0E4921-0E497E 0E7E21-0E7E7E"),
+        "00AD-00AE 00B7 2015 20AC 223C 2299 FF5E"),
     "ISO-2022-JP": (
         ("0E-0F 1B284931 1B24422141-1B24422142 1B2442215D 1B24422171-1B24422172 1B2442224C "
          "1B24422D21-1B24422D3E 1B24422D40-1B24422D56 1B24422D5F-1B24422D7C "

@@ -12,6 +12,7 @@
 
 #include <new>
 
+#include "korean/iso2022kr_codec.h"
 
 namespace nls_korean {
 namespace {
@@ -3257,6 +3258,7 @@ const NLS_Codec kCodecs[] = {
     {"EUC-KR", NLS_MultiByteDecode, NLS_MultiByteEncode, &kEucKrTable, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"windows-949", NLS_MultiByteDecode, NLS_MultiByteEncode, &kWindows949Table, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"JOHAB", NLS_MultiByteDecode, NLS_MultiByteEncode, &kJohabTable, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
+    {"ISO-2022-KR", Iso2022KrDecode, Iso2022KrEncode, &kEucKrTable, 7, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER},
     {nullptr, nullptr, nullptr, nullptr, 0, 0},
 };
 
@@ -3290,6 +3292,14 @@ NLS_EXPORT TEncodingConverter* NEWJOHABTOUNICODEENCODINGCONVERTER(void) {
 
 NLS_EXPORT TEncodingConverter* NEWUNICODETOJOHABENCODINGCONVERTER(void) {
   return new (std::nothrow) TCodecConverter(&kCodecs[2], "ISO-10646-UCS-2", "JOHAB", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022KRTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[3], "ISO-2022-KR", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022KRENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[3], "ISO-10646-UCS-2", "ISO-2022-KR", 1);
 }
 
 }  // extern "C"

@@ -61,6 +61,7 @@ const std::map<std::string, std::string> kHostNames = {
     {"big5hkscs", "big5-hkscs"},
     {"cp949", "ks_c_5601-1987"},
     {"johab", "cp1361"},
+    {"iso2022_kr", "csISO2022KR"},
     {"cp1250", "cp1250"},
     {"cp1251", "windows-1251"},
     {"cp1252", "CP1252"},
@@ -158,12 +159,18 @@ TEST_F(ConverterLibraries, EveryRecordCreatesAConverterOfItsDirection) {
     ASSERT_EQ(NLS_NewEncodingConverter(r[0].c_str(), r[1].c_str(), &h), 1) << r[0] << " " << r[1];
     const bool toUcs2 = r[1] == "ISO-10646-UCS-2";
     const Bytes in = toUcs2 ? Bytes{'A'} : ucs2A;
-    unsigned char out[8] = {};
+    // Room for a character and what a stateful encoder writes around it
+    // (ISO-2022-KR: the header, a shift, the end of the text).
+    unsigned char out[16] = {};
     unsigned produced = 0;
-    EXPECT_EQ(
-        NLS_ConvertStreamBuffer(h, in.data(), static_cast<unsigned>(in.size()), out, 8, &produced),
-        1);
-    EXPECT_EQ(Bytes(out, out + produced), toUcs2 ? ucs2A : Bytes{'A'}) << r[0] << " " << r[1];
+    EXPECT_EQ(NLS_ConvertStreamBuffer(h, in.data(), static_cast<unsigned>(in.size()), out,
+                                      sizeof out, &produced),
+              1);
+    // "A" in the encoding: the byte itself, after the header in ISO-2022-KR.
+    const Bytes header = r[1] == "ISO-2022-KR" ? Bytes{0x1B, '$', ')', 'C'} : Bytes{};
+    Bytes encodedA = header;
+    encodedA.push_back('A');
+    EXPECT_EQ(Bytes(out, out + produced), toUcs2 ? ucs2A : encodedA) << r[0] << " " << r[1];
     NLS_DeleteEncodingConverter(h);
   }
 }

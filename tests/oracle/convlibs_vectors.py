@@ -46,6 +46,9 @@ GB18030_SWAPPED = set(
     "\u9fb4\u9fb5\u9fb6\u9fb7\u9fb8\u9fb9\u9fba\u9fbb")
 
 
+HEADER_KR = b"\x1b$)C"
+
+
 def maps_as_the_codec(codec, ch, data):
     if codec == "cp932":
         return data[0] not in (0xED, 0xEE)
@@ -88,7 +91,7 @@ def decode_inputs(codec):
 
 def samples(out_dir, rng):
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
-        for codec in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp"]:
+        for codec in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_kr"]:
             chars = []
             for cp in range(0xA0, 0x10000):
                 try:
@@ -110,7 +113,12 @@ def samples(out_dir, rng):
                           for _ in range(6)]
                 lines.append(" ".join(words))
             text = "\n".join(lines) + "\n"
-            for block in (codec.encode("ascii"), text.encode(codec), text.encode("utf-8")):
+            encoded = text.encode(codec)
+            if codec == "iso2022_kr":
+                # The header at the start of the text, where the library
+                # writes it (Python's codec writes it before the first SO).
+                encoded = HEADER_KR + encoded.replace(HEADER_KR, b"")
+            for block in (codec.encode("ascii"), encoded, text.encode("utf-8")):
                 f.write(struct.pack("<I", len(block)) + block)
 
 

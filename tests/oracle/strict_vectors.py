@@ -167,8 +167,8 @@ def main(out_dir):
     for n, row in enumerate(rows):
         flags = [f for f in ("stateful", "bom") if row[f]]
         python_diff = row["differences"].get("python", {})
-        if row["python"] and python_diff and not python_diff["chars"] and \
-                not python_diff["bytes"] and not python_diff["ends"]:
+        if row["python"] and python_diff and (python_diff["spelling"] or (
+                not python_diff["chars"] and not python_diff["bytes"] and not python_diff["ends"])):
             flags.append("python-bytes-differ")
         lines.append("\t".join([row["name"], row["python"] or "-", row["glibc"] or "-",
                                 row["icu"] or "-", ",".join(flags) or "-"]))
