@@ -265,6 +265,9 @@ HAND_WRITTEN = [
     ("korean", "ISO-2022-KR", "Iso2022Kr", "ISO2022KR", ["csISO2022KR", "iso2022_kr", "iso2022kr"],
      ("ISO-2022-KR", "ISO2022KR"), "EucKr", 7,
      "NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER"),
+    # A line feed may end a line continuation ("~" and a line feed).
+    ("chinese", "HZ-GB-2312", "Hz", "HZ", ["HZ", "hz-gb", "hzgb"], (None, None), "Gb2312", 4,
+     "NLS_CODEC_STATEFUL_ENCODER"),
 ]
 
 
@@ -732,6 +735,7 @@ PEER_NAMES = {
     "windows-949": ("CP949", "windows-949"),
     "JOHAB": ("JOHAB", None),
     "ISO-2022-KR": ("ISO-2022-KR", "ISO-2022-KR"),
+    "HZ-GB-2312": (None, "HZ-GB-2312"),
 }
 
 ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "
@@ -779,6 +783,7 @@ HAND_WRITTEN_PYTHON = {
         "why": "Python's iso2022_jp reads an ESC that starts no known escape sequence as the "
                "character U+001B and writes U+001B as a bare ESC; this library rejects both (a "
                "bare ESC would start an escape sequence). " + ERRORS}),
+    "HZ-GB-2312": ("hz", None),
     "ISO-2022-KR": ("iso2022_kr", {
         "bytes": escapes_but(b"\x1b$)C"), "chars": [0x0E, 0x0F, 0x1B], "spelling": True,
         "why": "Python's iso2022_kr writes the header ESC $ ) C before the first SO, this "

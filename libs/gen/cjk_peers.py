@@ -81,6 +81,10 @@ WHY = {
                   "private use area and lacks 0xA2E6, 0xA2E7 (euro and registered signs)",
         "windows-949": "ICU maps 0x80, 0xFF and the user-defined rows 0xC9, 0xFE to characters "
                        "(the private use area)",
+        "HZ-GB-2312": "ICU's HZ reads GB2312 through IBM's table 1383 (the user-defined and "
+                      "unassigned rows in the private use area, other choices for 0x2124 and "
+                      "0x212A), writes ~} at the start of the text, ~~ without leaving GB2312 "
+                      "and no ~} at its end, and reads ~} in ASCII and ~~ in GB2312",
         "ISO-2022-KR": "ICU's ISO-2022-KR reads KS X 1001 through IBM's table 970: other "
                        "choices for 0x2124, 0x2129, 0x212A, 0x212D, 0x2226, 0x2241, no euro and "
                        "registered signs (0x2266, 0x2267), the user-defined rows 0x49 and 0x7E "
@@ -429,6 +433,17 @@ ICU = {
     "windows-949": (
         "80 FF 8000-8080 80FF C9A1-C9FE FEA1-FEFE FF00-FF80 FFFF",
         "0080 E000-E0BB F8F7"),
+    "HZ-GB-2312": (
+        ("7E7D "
+         "7E7B2124 7E7B212A 7E7B2221-7E7B2230 7E7B2263-7E7B2264 7E7B226F-7E7B2270 "
+         "7E7B227D-7E7B227E 7E7B2474-7E7B247E 7E7B2577-7E7B257E 7E7B2639-7E7B2640 "
+         "7E7B2659-7E7B267E 7E7B2742-7E7B2750 7E7B2772-7E7B277E 7E7B283B-7E7B2844 "
+         "7E7B286A-7E7B287E 7E7B2921-7E7B2923 7E7B2970-7E7B297E 7E7B2A21-7E7B2A7E "
+         "7E7B2B21-7E7B2B7E 7E7B2C21-7E7B2C7E 7E7B2D21-7E7B2D7E 7E7B2E21-7E7B2E7E "
+         "7E7B2F21-7E7B2F7E 7E7B577A-7E7B577E 7E7B7821-7E7B787E 7E7B7921-7E7B797E "
+         "7E7B7A21-7E7B7A7E 7E7B7B21-7E7B7B7E 7E7B7C21-7E7B7C7E 7E7B7D21-7E7B7D7E "
+         "7E7B7E21-7E7B7E7A 7E7B7E7C 7E7B7E7E"),
+        "2015 30FB"),
     "ISO-2022-KR": (
         ("0E00-0E0D 0E10-0E1A 0E1C-0E1F 0E2124 0E2129-0E212A 0E212D 0E2226 0E2241 "
          "0E2266-0E2267 0E4921-0E497E 0E7E21-0E7E7E"),

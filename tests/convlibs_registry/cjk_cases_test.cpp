@@ -139,6 +139,19 @@ struct IllFormed {
     {"ISO-2022-KR", "0E 20 30 21", "\xEF\xBF\xBD\xEA\xB0\x80", 1, 1, 0},
     {"ISO-2022-KR", "1B 24 28 43 41", "\xEF\xBF\xBD$(CA", 0, 1, 1},
     {"ISO-2022-KR", "41 0E B0 A1", "A\xEF\xBF\xBD\xEF\xBF\xBD", 2, 1, 0},
+    // HZ-GB-2312: "~" before anything but "~", "{" or a line feed in ASCII, and
+    // before anything but "}" in GB2312; a line feed and a space in GB2312.
+    {"HZ-GB-2312", "61 7E 7D 62", "a\xEF\xBF\xBD}b", 1, 1, 1},
+    {"HZ-GB-2312", "7E 7B 56 50 7E 7E 7E 7D 41",
+     "\xE4\xB8\xAD\xEF\xBF\xBD\xEF\xBF\xBD"
+     "A",
+     4, 1, 1},
+    {"HZ-GB-2312", "7E 7B 56 50 0A 56 50", "\xE4\xB8\xAD\xEF\xBF\xBD\xE4\xB8\xAD", 4, 1, 0},
+    {"HZ-GB-2312", "7E 7B 56 20 7E 7D", "\xEF\xBF\xBD\xEF\xBF\xBD", 2, 1, 1},
+    {"HZ-GB-2312", "7E 7B 2A 21 7E 7D 41",
+     "\xEF\xBF\xBD"
+     "A",
+     2, 2, 0},
 };
 
 TEST_F(CjkCases, IllFormedInput) {
@@ -206,6 +219,12 @@ struct Mapping {
     {"ISO-2022-KR", 'd', "0E 30 21 1B 24 29 43 30 21", "\xEA\xB0\x80\xEA\xB0\x80"},
     {"ISO-2022-KR", 'd', "0E 30 21 0A 30 21", "\xEA\xB0\x80\n0!"},
     {"ISO-2022-KR", 'd', "0E 30 21 09 30 21 0F 0F 0E 0E", "\xEA\xB0\x80\t\xEA\xB0\x80"},
+    // HZ-GB-2312: "~{" and "~}" only where the mode changes, "~~" for "~" in
+    // ASCII, "~}" before a line feed and at the end of the text; "~" and a
+    // line feed is a line continuation.
+    {"HZ-GB-2312", 'b', "61 7E 7B 56 50 4E 44 7E 7D 7E 7E 0A 7E 7B 56 50 7E 7D",
+     "a\xE4\xB8\xAD\xE6\x96\x87~\n\xE4\xB8\xAD"},
+    {"HZ-GB-2312", 'd', "61 7E 0A 62 7E 7B 7E 7D 7E 7B 56 50", "ab\xE4\xB8\xAD"},
 };
 
 TEST_F(CjkCases, Mappings) {

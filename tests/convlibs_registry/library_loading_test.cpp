@@ -62,6 +62,7 @@ const std::map<std::string, std::string> kHostNames = {
     {"cp949", "ks_c_5601-1987"},
     {"johab", "cp1361"},
     {"iso2022_kr", "csISO2022KR"},
+    {"hz", "HZ"},
     {"cp1250", "cp1250"},
     {"cp1251", "windows-1251"},
     {"cp1252", "CP1252"},

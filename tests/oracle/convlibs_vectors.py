@@ -91,7 +91,7 @@ def decode_inputs(codec):
 
 def samples(out_dir, rng):
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
-        for codec in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_kr"]:
+        for codec in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_kr", "hz"]:
             chars = []
             for cp in range(0xA0, 0x10000):
                 try:
