@@ -50,32 +50,38 @@ Decoded Step(const NLS_MultiByteTable& t, const unsigned char* s, size_t n, NLS_
   return v != 0 ? nls::codec::Char(2, v) : nls::codec::Invalid(2);
 }
 
-// The common text of the current mode without the loop's bookkeeping, from
-// src[*inOut] and dst[*outOut] on: ASCII but "~" in ASCII, assigned pairs
-// in GB2312. Stops at anything else and when the output is full.
-void Run(const NLS_MultiByteTable& t, uint32_t mode, const NLS_CodecCall* call, size_t* inOut,
-         size_t* outOut) {
+// The common text without the loop's bookkeeping, from src[*inOut] and
+// dst[*outOut] on: ASCII but "~" in ASCII, assigned pairs in GB2312, and
+// the switches between them. Stops at anything else and when the output is
+// full; leaves the mode in the state.
+void Run(const NLS_MultiByteTable& t, NLS_CodecState* state, const NLS_CodecCall* call,
+         size_t* inOut, size_t* outOut) {
   const unsigned char* src = call->src;
   unsigned char* dst = call->dst;
   const size_t srcLen = call->srcLen, units = call->dstSize / 2;
   size_t in = *inOut, out = *outOut / 2;
-  if (mode == kAscii) {
-    while (in < srcLen && out < units && src[in] < 0x80 && src[in] != kTilde) {
-      nls::StoreUnit16(dst + 2 * out, src[in]);
+  uint32_t mode = state->word[0];
+  while (in < srcLen) {
+    const unsigned b = src[in];
+    if (b == kTilde) {
+      if (in + 1 == srcLen || src[in + 1] != (mode == kAscii ? '{' : '}')) break;
+      mode = mode == kAscii ? kGb2312 : kAscii;
+      in += 2;
+    } else if (mode == kAscii) {
+      if (b >= 0x80 || out == units) break;
+      nls::StoreUnit16(dst + 2 * out, static_cast<uint16_t>(b));
       ++in;
       ++out;
-    }
-  } else {
-    while (in + 1 < srcLen && out < units) {
-      const unsigned b = src[in], c = src[in + 1];
-      if (!IsGlByte(b) || b == kTilde || !IsGlByte(c)) break;
-      const uint16_t v = Pair(t, b, c);
+    } else {
+      if (in + 1 == srcLen || out == units || !IsGlByte(b) || !IsGlByte(src[in + 1])) break;
+      const uint16_t v = Pair(t, b, src[in + 1]);
       if (v == 0) break;
       nls::StoreUnit16(dst + 2 * out, v);
       in += 2;
       ++out;
     }
   }
+  state->word[0] = mode;
   *inOut = in;
   *outOut = 2 * out;
 }
@@ -92,7 +98,7 @@ int HzDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call)
   size_t in = 0, out = 0;
   int result = NLS_CODEC_DONE;
   for (;;) {
-    if (!one) Run(t, state->word[0], call, &in, &out);
+    if (!one) Run(t, state, call, &in, &out);
     if (in == call->srcLen) break;
     // One character or mode switch through the shared loop.
     NLS_CodecCall single = *call;

@@ -56,35 +56,37 @@ Decoded Step(const NLS_MultiByteTable& t, const unsigned char* s, size_t n, NLS_
   return v != 0 ? nls::codec::Char(2, v) : nls::codec::Invalid(2);
 }
 
-// The common text of the current shift without the loop's bookkeeping, from
-// src[*inOut] and dst[*outOut] on: ASCII but the shift and escape bytes in
-// ASCII, assigned pairs in KS X 1001. Stops at anything else and when the
-// output is full.
-void Run(const NLS_MultiByteTable& t, uint32_t shift, const NLS_CodecCall* call, size_t* inOut,
-         size_t* outOut) {
+// The common text without the loop's bookkeeping, from src[*inOut] and
+// dst[*outOut] on: ASCII but ESC in ASCII, assigned pairs in KS X 1001, and
+// the shifts between them. Stops at anything else and when the output is
+// full; leaves the shift in the state.
+void Run(const NLS_MultiByteTable& t, NLS_CodecState* state, const NLS_CodecCall* call,
+         size_t* inOut, size_t* outOut) {
   const unsigned char* src = call->src;
   unsigned char* dst = call->dst;
   const size_t srcLen = call->srcLen, units = call->dstSize / 2;
   size_t in = *inOut, out = *outOut / 2;
-  if (shift == kAscii) {
-    while (in < srcLen && out < units) {
-      const unsigned b = src[in];
-      if (b >= 0x80 || b == kEsc || b == kSo || b == kSi) break;
+  uint32_t shift = state->word[0];
+  while (in < srcLen) {
+    const unsigned b = src[in];
+    if (b == kSo || b == kSi) {
+      shift = b == kSo ? kKsx1001 : kAscii;
+      ++in;
+    } else if (shift == kAscii) {
+      if (b >= 0x80 || b == kEsc || out == units) break;
       nls::StoreUnit16(dst + 2 * out, static_cast<uint16_t>(b));
       ++in;
       ++out;
-    }
-  } else {
-    while (in + 1 < srcLen && out < units) {
-      const unsigned b = src[in], c = src[in + 1];
-      if (!IsGlByte(b) || !IsGlByte(c)) break;
-      const uint16_t v = Pair(t, b, c);
+    } else {
+      if (in + 1 == srcLen || out == units || !IsGlByte(b) || !IsGlByte(src[in + 1])) break;
+      const uint16_t v = Pair(t, b, src[in + 1]);
       if (v == 0) break;
       nls::StoreUnit16(dst + 2 * out, v);
       in += 2;
       ++out;
     }
   }
+  state->word[0] = shift;
   *inOut = in;
   *outOut = 2 * out;
 }
@@ -101,7 +103,7 @@ int Iso2022KrDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
   size_t in = 0, out = 0;
   int result = NLS_CODEC_DONE;
   for (;;) {
-    if (!one) Run(t, state->word[0], call, &in, &out);
+    if (!one) Run(t, state, call, &in, &out);
     if (in == call->srcLen) break;
     // One character, control, shift or escape sequence through the shared loop.
     NLS_CodecCall single = *call;
