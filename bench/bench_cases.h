@@ -48,6 +48,10 @@ inline const Encoding kBig5{"big5", "Big5", "Big5", "BIG5", 1, IcuSpecial::kNone
 inline const Encoding kIso2022Jp{"iso2022jp", "ISO-2022-JP",    "ISO-2022-JP", "ISO-2022-JP",
                                  1,           IcuSpecial::kNone};
 inline const Encoding kEucKr{"euckr", "EUC-KR", "EUC-KR", "EUC-KR", 1, IcuSpecial::kNone};
+inline const Encoding kJohab{"johab", "JOHAB", nullptr, "JOHAB", 1, IcuSpecial::kNone};
+inline const Encoding kHz{"hz", "HZ-GB-2312", "HZ-GB-2312", nullptr, 1, IcuSpecial::kNone};
+inline const Encoding kIso2022Kr{"iso2022kr", "ISO-2022-KR",    "ISO-2022-KR", "ISO-2022-KR",
+                                 1,           IcuSpecial::kNone};
 inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP1251",
                               1,        IcuSpecial::kNone};
 inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP1252",
@@ -91,7 +95,8 @@ inline std::vector<Case> AllCases() {
       {"japanese", &kIso2022Jp}, {"russian", &kCp1251},    {"russian", &kKoi8r},
       {"french", &kCp1252},      {"ja-man", &kCp932},      {"zh-man", &kGbk},
       {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
-      {"ko-man", &kCp949},
+      {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
+      {"chinese", &kHz},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

@@ -105,6 +105,7 @@ struct NlsStream {
 // ---- ICU --------------------------------------------------------------------
 
 UConverter* OpenIcu(const Encoding* e) {
+  if (e->icu == nullptr) return nullptr;  // ICU lacks the encoding
   UErrorCode err = U_ZERO_ERROR;
   UConverter* c = ucnv_open(e->icu, &err);
   if (U_FAILURE(err)) return nullptr;
@@ -155,6 +156,7 @@ Bytes NlsWhole(const Case& c, const Bytes& in, int* status) {
 }
 
 Bytes IcuWhole(const Case& c, const Bytes& in) {
+  if (c.from->icu == nullptr || c.to->icu == nullptr) return Bytes();
   UErrorCode err = U_ZERO_ERROR;
   Bytes out(in.size() * 8 + 64);
   int32_t n = 0;

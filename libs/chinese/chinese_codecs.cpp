@@ -20,6 +20,7 @@
 
 #include <new>
 
+#include "chinese/hz_codec.h"
 
 namespace nls_chinese {
 namespace {
@@ -4894,6 +4895,7 @@ const NLS_Codec kCodecs[] = {
     {"Big5", NLS_MultiByteDecode, NLS_MultiByteEncode, &kBig5Table, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"windows-950", NLS_MultiByteDecode, NLS_MultiByteEncode, &kWindows950Table, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"Big5-HKSCS", NLS_MultiByteDecode, NLS_MultiByteEncode, &kBig5HkscsTable, 4, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER | NLS_CODEC_STATEFUL_ENCODER},
+    {"HZ-GB-2312", HzDecode, HzEncode, &kGb2312Table, 4, NLS_CODEC_STATEFUL_ENCODER},
     {nullptr, nullptr, nullptr, nullptr, 0, 0},
 };
 
@@ -4951,6 +4953,14 @@ NLS_EXPORT TEncodingConverter* NEWBIG5HKSCSTOUNICODEENCODINGCONVERTER(void) {
 
 NLS_EXPORT TEncodingConverter* NEWUNICODETOBIG5HKSCSENCODINGCONVERTER(void) {
   return new (std::nothrow) TCodecConverter(&kCodecs[5], "ISO-10646-UCS-2", "Big5-HKSCS", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWHZTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[6], "HZ-GB-2312", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOHZENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[6], "ISO-10646-UCS-2", "HZ-GB-2312", 1);
 }
 
 }  // extern "C"

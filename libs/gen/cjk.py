@@ -244,6 +244,11 @@ ENCODINGS = [
              [(0x41, 0x5A), (0x61, 0x7A), (0x81, 0xFE)],
              ["cp949", "ms949", "uhc", "x-windows-949", "ks_c_5601-1987", "ks_c_5601-1989",
               "csKSC56011987"], ("x-windows-949", "MS949")),
+    # KS X 1001 annex 3: the 11172 syllables and the letters by their five-bit
+    # parts (lead bytes 0x84-0xD3), the symbols and Hanja of KS X 1001 moved
+    # to lead bytes 0xD9-0xDE, 0xE0-0xF9.
+    Encoding("korean", "JOHAB", "Johab", "johab", "JOHAB", [(0x84, 0xD3), (0xD9, 0xDE), (0xE0, 0xF9)],
+             [(0x31, 0x7E), (0x81, 0xFE)], ["cp1361", "ms1361"], ("x-Johab", None)),
 ]
 
 # Codecs of the libraries written by hand (besides the generic one):
@@ -255,6 +260,14 @@ HAND_WRITTEN = [
     ("japanese", "ISO-2022-JP", "Iso2022Jp", "ISO2022JP",
      ["csISO2022JP", "iso2022jp", "iso2022_jp", "jis"], ("ISO-2022-JP", "ISO2022JP"),
      "EucJp", 5, "NLS_CODEC_STATEFUL_ENCODER"),
+    # A line feed ends a shift to KS X 1001 (every line starts in ASCII), and
+    # the header changes nothing the decoder reads.
+    ("korean", "ISO-2022-KR", "Iso2022Kr", "ISO2022KR", ["csISO2022KR", "iso2022_kr", "iso2022kr"],
+     ("ISO-2022-KR", "ISO2022KR"), "EucKr", 7,
+     "NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER"),
+    # A line feed may end a line continuation ("~" and a line feed).
+    ("chinese", "HZ-GB-2312", "Hz", "HZ", ["HZ", "hz-gb", "hzgb"], (None, None), "Gb2312", 4,
+     "NLS_CODEC_STATEFUL_ENCODER"),
 ]
 
 
@@ -720,6 +733,9 @@ PEER_NAMES = {
     "Big5-HKSCS": ("BIG5-HKSCS", "big5-hkscs"),
     "EUC-KR": ("EUC-KR", "EUC-KR"),
     "windows-949": ("CP949", "windows-949"),
+    "JOHAB": ("JOHAB", None),
+    "ISO-2022-KR": ("ISO-2022-KR", "ISO-2022-KR"),
+    "HZ-GB-2312": (None, "HZ-GB-2312"),
 }
 
 ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "
@@ -753,6 +769,32 @@ def python_differences(enc):
     return {"bytes": forms, "chars": chars, "ends": True, "why": why + ERRORS}
 
 
+def escapes_but(sequence):
+    """Byte sequences that start like the escape sequence but leave it, one
+    per byte where they can."""
+    return [sequence[:i] + bytes([b]) for i in range(1, len(sequence)) for b in range(256)
+            if b != sequence[i]]
+
+
+# The Python codecs of the hand-written codecs, and where they differ from them.
+HAND_WRITTEN_PYTHON = {
+    "ISO-2022-JP": ("iso2022_jp", {
+        "bytes": [bytes([0x1B, b]) for b in range(256) if b not in b"($"], "chars": [0x1B],
+        "why": "Python's iso2022_jp reads an ESC that starts no known escape sequence as the "
+               "character U+001B and writes U+001B as a bare ESC; this library rejects both (a "
+               "bare ESC would start an escape sequence). " + ERRORS}),
+    "HZ-GB-2312": ("hz", None),
+    "ISO-2022-KR": ("iso2022_kr", {
+        "bytes": escapes_but(b"\x1b$)C"), "chars": [0x0E, 0x0F, 0x1B], "spelling": True,
+        "why": "Python's iso2022_kr writes the header ESC $ ) C before the first SO, this "
+               "library before the first character of the text (as glibc and ICU); Python "
+               "writes SO, SI and ESC as bare bytes and reads an ESC that starts no known "
+               "escape sequence as U+001B (this library rejects both: they would shift or "
+               "start an escape sequence), and ignores SO before the header (this library "
+               "reads KS X 1001 after it, as glibc and ICU)"}),
+}
+
+
 def oracle_rows():
     rows = []
     for enc in ENCODINGS:
@@ -771,17 +813,12 @@ def oracle_rows():
                                   stateful=enc.form == "composing", differences=differences))
     for _, name, _, _, _, _, _, _, _ in HAND_WRITTEN:
         glibc, icu = PEER_NAMES[name]
-        lone_esc = [bytes([0x1B, b]) for b in range(256) if b not in b"($"]
-        differences = {"python": {"bytes": lone_esc, "chars": [0x1B],
-                                  "why": "Python's iso2022_jp reads an ESC that starts no "
-                                         "known escape sequence as the character U+001B and "
-                                         "writes U+001B as a bare ESC; this library rejects "
-                                         "both (a bare ESC would start an escape sequence). "
-                                         + ERRORS}}
+        python, departures = HAND_WRITTEN_PYTHON[name]
+        differences = {"python": departures} if departures else {}
         for peer in ("glibc", "icu"):
             d = cjk_peers.differences(name, peer)
             if d:
                 differences[peer] = d
-        rows.append(oracle.Oracle(name, "iso2022_jp", glibc, icu, stateful=True,
+        rows.append(oracle.Oracle(name, python, glibc, icu, stateful=True,
                                   differences=differences))
     return rows

@@ -37,6 +37,15 @@ WHY = {
                       "0xA1FE, 0xA240, 0xA2CC, 0xA2CE",
         "EUC-KR": "glibc reads and writes the C1 bytes 0x80-0x9F, and maps 0xA2E8 (U+327E) and "
                   "U+20A9, which Python's euc_kr does not",
+        "JOHAB": "glibc reads 0x5C as U+20A9 WON SIGN (Python and this library: ASCII), does "
+                 "not read 0x8441 (three fillers; Python: U+3000) nor the final consonants "
+                 "alone 0x8442-0x845D (Python: the compatibility letters, which encode as "
+                 "their initial forms 0x8841-0xD041), and maps 0xD9E8 (U+327E), which "
+                 "Python's johab does not",
+        "ISO-2022-KR": "glibc writes SO, SI and ESC as bare bytes and reads an ESC that starts "
+                       "no known escape sequence as U+001B (this library rejects both), rejects "
+                       "the control bytes in KS X 1001 (this library reads them, and a line "
+                       "feed ends the shift), and maps 0x2268 (U+327E)",
         "ISO-2022-JP": "glibc passes escape sequences it does not know (ESC $ ( B, ESC $ ( @, "
                        "which Python and this library read as JIS X 0208; ESC ( I) through as "
                        "text, and writes U+001B as a bare ESC (this library does not: it would "
@@ -72,6 +81,14 @@ WHY = {
                   "private use area and lacks 0xA2E6, 0xA2E7 (euro and registered signs)",
         "windows-949": "ICU maps 0x80, 0xFF and the user-defined rows 0xC9, 0xFE to characters "
                        "(the private use area)",
+        "HZ-GB-2312": "ICU's HZ reads GB2312 through IBM's table 1383 (the user-defined and "
+                      "unassigned rows in the private use area, other choices for 0x2124 and "
+                      "0x212A), writes ~} at the start of the text, ~~ without leaving GB2312 "
+                      "and no ~} at its end, and reads ~} in ASCII and ~~ in GB2312",
+        "ISO-2022-KR": "ICU's ISO-2022-KR reads KS X 1001 through IBM's table 970: other "
+                       "choices for 0x2124, 0x2129, 0x212A, 0x212D, 0x2226, 0x2241, no euro and "
+                       "registered signs (0x2266, 0x2267), the user-defined rows 0x49 and 0x7E "
+                       "in the private use area; it rejects the control bytes in KS X 1001",
         "ISO-2022-JP": "ICU's ISO-2022-JP reads and writes Microsoft's forms of JIS X 0208 and "
                        "NEC row 13 (0x2D21-0x2D7C) and the IBM rows, rejects SO and SI and "
                        "designations Python's codec accepts (ESC $ ( B, ESC $ ( @)",
@@ -162,6 +179,13 @@ GLIBC = {
          "9700-979F 9800-989F 9900-999F 9A00-9A9F 9B00-9B9F 9C00-9C9F 9D00-9D9F 9E00-9E9F "
          "9F00-9F9F A2E8"),
         "0080-009F 20A9 327E"),
+    "JOHAB": (
+        "5C 8441-8443 8445 8448-8449 8451 8453 8455-845D D9E8",
+        "005C 20A9 327E"),
+    "ISO-2022-KR": (
+        ("0E00-0E0D 0E10-0E1A 0E1C-0E1F 0E2268 1B00-1B23 1B25-1BFF 1B2400-1B2428 "
+         "1B242A-1B24FF 1B242900-1B242942 1B242944-1B2429FF"),
+        "000E-000F 001B 327E"),
     "ISO-2022-JP": (
         "1B284931 1B2428403021 1B2428423021",
         "001B"),
@@ -409,6 +433,21 @@ ICU = {
     "windows-949": (
         "80 FF 8000-8080 80FF C9A1-C9FE FEA1-FEFE FF00-FF80 FFFF",
         "0080 E000-E0BB F8F7"),
+    "HZ-GB-2312": (
+        ("7E7D "
+         "7E7B2124 7E7B212A 7E7B2221-7E7B2230 7E7B2263-7E7B2264 7E7B226F-7E7B2270 "
+         "7E7B227D-7E7B227E 7E7B2474-7E7B247E 7E7B2577-7E7B257E 7E7B2639-7E7B2640 "
+         "7E7B2659-7E7B267E 7E7B2742-7E7B2750 7E7B2772-7E7B277E 7E7B283B-7E7B2844 "
+         "7E7B286A-7E7B287E 7E7B2921-7E7B2923 7E7B2970-7E7B297E 7E7B2A21-7E7B2A7E "
+         "7E7B2B21-7E7B2B7E 7E7B2C21-7E7B2C7E 7E7B2D21-7E7B2D7E 7E7B2E21-7E7B2E7E "
+         "7E7B2F21-7E7B2F7E 7E7B577A-7E7B577E 7E7B7821-7E7B787E 7E7B7921-7E7B797E "
+         "7E7B7A21-7E7B7A7E 7E7B7B21-7E7B7B7E 7E7B7C21-7E7B7C7E 7E7B7D21-7E7B7D7E "
+         "7E7B7E21-7E7B7E7A 7E7B7E7C 7E7B7E7E"),
+        "2015 30FB"),
+    "ISO-2022-KR": (
+        ("0E00-0E0D 0E10-0E1A 0E1C-0E1F 0E2124 0E2129-0E212A 0E212D 0E2226 0E2241 "
+         "0E2266-0E2267 0E4921-0E497E 0E7E21-0E7E7E"),
+        "00AD-00AE 00B7 2015 20AC 223C 2299 FF5E"),
     "ISO-2022-JP": (
         ("0E-0F 1B284931 1B24422141-1B24422142 1B2442215D 1B24422171-1B24422172 1B2442224C "
          "1B24422D21-1B24422D3E 1B24422D40-1B24422D56 1B24422D5F-1B24422D7C "

@@ -9,6 +9,7 @@ namespace nls_korean {
 
 extern const NLS_MultiByteTable kEucKrTable;
 extern const NLS_MultiByteTable kWindows949Table;
+extern const NLS_MultiByteTable kJohabTable;
 extern const NLS_Codec kCodecs[];
 
 }  // namespace nls_korean

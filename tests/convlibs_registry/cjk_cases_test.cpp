@@ -1,6 +1,7 @@
 // Exact cases of the CJK libraries that the differential tests cannot
 // derive from their peers, through the strict interface (NLS_Iconv) and the
-// legacy calls (NLS_ConvertBuffer), by canonical name as a host gives it:
+// legacy calls (NLS_ConvertBuffer), by canonical name as a host gives it
+// (input cut anywhere is the streaming tests' part):
 // - a lead byte followed by a byte that cannot be its trail (or by an ASCII
 //   byte of an unassigned pair) is ill-formed in itself, and the next byte
 //   is read on its own; an unassigned pair of two high bytes goes as a
@@ -8,7 +9,9 @@
 // - mappings where the libraries depart from every peer on this machine:
 //   GB18030's 2022 edition, Big5-HKSCS's pairs for two characters (the
 //   encoder holds the base back until the end of the text), the vendor
-//   choices of windows-31j and GBK.
+//   choices of windows-31j and GBK;
+// - the shifts and escape sequences of the stateful encodings, where the
+//   peers write or read them otherwise.
 #include <gtest/gtest.h>
 
 #include <cerrno>
@@ -122,6 +125,33 @@ struct IllFormed {
      "Ay",
      1, 1, 1},
     {"windows-949", "78 B0 20 79", "x\xEF\xBF\xBD y", 1, 1, 1},
+    // ISO-2022-KR: a first byte whose second is not a GL byte, an unassigned
+    // pair, a space while shifted, an escape sequence other than the header,
+    // bytes from 0x80 in either shift.
+    {"ISO-2022-KR", "1B 24 29 43 0E 30 0F 41",
+     "\xEF\xBF\xBD"
+     "A",
+     5, 1, 1},
+    {"ISO-2022-KR", "0E 7E 7E 0F 41",
+     "\xEF\xBF\xBD"
+     "A",
+     1, 2, 0},
+    {"ISO-2022-KR", "0E 20 30 21", "\xEF\xBF\xBD\xEA\xB0\x80", 1, 1, 0},
+    {"ISO-2022-KR", "1B 24 28 43 41", "\xEF\xBF\xBD$(CA", 0, 1, 1},
+    {"ISO-2022-KR", "41 0E B0 A1", "A\xEF\xBF\xBD\xEF\xBF\xBD", 2, 1, 0},
+    // HZ-GB-2312: "~" before anything but "~", "{" or a line feed in ASCII, and
+    // before anything but "}" in GB2312; a line feed and a space in GB2312.
+    {"HZ-GB-2312", "61 7E 7D 62", "a\xEF\xBF\xBD}b", 1, 1, 1},
+    {"HZ-GB-2312", "7E 7B 56 50 7E 7E 7E 7D 41",
+     "\xE4\xB8\xAD\xEF\xBF\xBD\xEF\xBF\xBD"
+     "A",
+     4, 1, 1},
+    {"HZ-GB-2312", "7E 7B 56 50 0A 56 50", "\xE4\xB8\xAD\xEF\xBF\xBD\xE4\xB8\xAD", 4, 1, 0},
+    {"HZ-GB-2312", "7E 7B 56 20 7E 7D", "\xEF\xBF\xBD\xEF\xBF\xBD", 2, 1, 1},
+    {"HZ-GB-2312", "7E 7B 2A 21 7E 7D 41",
+     "\xEF\xBF\xBD"
+     "A",
+     2, 2, 0},
 };
 
 TEST_F(CjkCases, IllFormedInput) {
@@ -178,6 +208,23 @@ struct Mapping {
     {"windows-31j", 'e', "81 60", "\xE3\x80\x9C"},  // U+301C
     {"windows-31j", 'b', "F0 40", "\xEE\x80\x80"},  // U+E000
     {"EUC-KR", 'b', "A4 D4", "\xE3\x85\xA4"},       // U+3164 alone
+    // ISO-2022-KR: the header first, a shift only where the set changes,
+    // SI before the end of a line and at the end of the text.
+    {"ISO-2022-KR", 'b', "1B 24 29 43 41 0E 30 21 0F 0A", "A\xEA\xB0\x80\n"},
+    {"ISO-2022-KR", 'b', "1B 24 29 43 0E 30 21 30 22 0F 0D 0A 0E 30 21 0F",
+     "\xEA\xB0\x80\xEA\xB0\x81\r\n\xEA\xB0\x80"},
+    {"ISO-2022-KR", 'b', "1B 24 29 43 0E 24 54 22 66 0F", "\xE3\x85\xA4\xE2\x82\xAC"},
+    // A header anywhere changes nothing; SO without one reads KS X 1001; a
+    // line feed ends the shift; other control bytes do not.
+    {"ISO-2022-KR", 'd', "0E 30 21 1B 24 29 43 30 21", "\xEA\xB0\x80\xEA\xB0\x80"},
+    {"ISO-2022-KR", 'd', "0E 30 21 0A 30 21", "\xEA\xB0\x80\n0!"},
+    {"ISO-2022-KR", 'd', "0E 30 21 09 30 21 0F 0F 0E 0E", "\xEA\xB0\x80\t\xEA\xB0\x80"},
+    // HZ-GB-2312: "~{" and "~}" only where the mode changes, "~~" for "~" in
+    // ASCII, "~}" before a line feed and at the end of the text; "~" and a
+    // line feed is a line continuation.
+    {"HZ-GB-2312", 'b', "61 7E 7B 56 50 4E 44 7E 7D 7E 7E 0A 7E 7B 56 50 7E 7D",
+     "a\xE4\xB8\xAD\xE6\x96\x87~\n\xE4\xB8\xAD"},
+    {"HZ-GB-2312", 'd', "61 7E 0A 62 7E 7B 7E 7D 7E 7B 56 50", "ab\xE4\xB8\xAD"},
 };
 
 TEST_F(CjkCases, Mappings) {

@@ -39,7 +39,7 @@ UNICODE = ["utf_16", "utf_16_be", "utf_16_le", "utf_32", "utf_32_be", "utf_32_le
            "ucs_2_le", "cesu_8"]
 UNICODE_BMP = {"ucs_2_be": "utf_16_be", "ucs_2_le": "utf_16_le", "cesu_8": "utf_8"}
 MULTI_BYTE = ["shift_jis", "euc_jp", "gb2312", "big5", "euc_kr", "cp932", "gbk", "gb18030", "cp950",
-              "big5hkscs", "cp949"]
+              "big5hkscs", "cp949", "johab"]
 
 # Characters that the CJK libraries write otherwise than the codec, on
 # purpose (libs/gen/cjk.py): windows-31j writes the IBM extensions where
@@ -50,6 +50,9 @@ GB18030_SWAPPED = set(
     "\ufe10\ufe11\ufe12\ufe13\ufe14\ufe15\ufe16\ufe17\ufe18\ufe19"
     "\ue81e\ue826\ue82b\ue82c\ue832\ue843\ue854\ue864"
     "\u9fb4\u9fb5\u9fb6\u9fb7\u9fb8\u9fb9\u9fba\u9fbb")
+
+
+HEADER_KR = b"\x1b$)C"
 
 
 def maps_as_the_codec(codec, ch, data):
@@ -94,7 +97,7 @@ def decode_inputs(codec):
 
 def samples(out_dir, rng):
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
-        for key in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp"] + UNICODE:
+        for key in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_kr", "hz"] + UNICODE:
             codec = UNICODE_BMP.get(key, key)
             chars = []
             for cp in range(0xA0, 0x10000):
@@ -117,7 +120,12 @@ def samples(out_dir, rng):
                           for _ in range(6)]
                 lines.append(" ".join(words))
             text = "\n".join(lines) + "\n"
-            for block in (key.encode("ascii"), text.encode(codec), text.encode("utf-8")):
+            encoded = text.encode(codec)
+            if key == "iso2022_kr":
+                # The header at the start of the text, where the library
+                # writes it (Python's codec writes it before the first SO).
+                encoded = HEADER_KR + encoded.replace(HEADER_KR, b"")
+            for block in (key.encode("ascii"), encoded, text.encode("utf-8")):
                 f.write(struct.pack("<I", len(block)) + block)
 
 

@@ -24,7 +24,9 @@ Output, in OUT_DIR/strict/:
     validtext     its decoding (UTF-16LE)
     bad           u32 start, u32 end, u32 incomplete (1: the input ends inside
                   the sequence), then the input: an ill-formed input and where
-                  Python's decoder finds the first error
+                  Python's decoder finds the first error (for a stateful
+                  encoding without documented differences: damaged pieces of
+                  its text)
     badprefix     UTF-16LE decoding of the input before that error
 """
 import codecs
@@ -290,6 +292,35 @@ def bad_inputs(codec, leads, rng):
     return cases
 
 
+def damaged(encoded, rng):
+    """Pieces of a stateful encoding's text (starting anywhere, so also in
+    the middle of a shift), some with a byte replaced by one that shifts,
+    ends a line or cannot occur: shifts and escapes cut and broken."""
+    cases = []
+    for _ in range(400):
+        start = rng.randrange(len(encoded))
+        piece = bytearray(encoded[start:start + rng.randint(1, 40)])
+        for _ in range(rng.randint(0, 2)):
+            piece[rng.randrange(len(piece))] = rng.choice(b"~{}\n\x0e\x0f\x1b\x20\x7f\x80\xff")
+        cases.append(bytes(piece))
+    return cases
+
+
+def write_bad(out, inputs, codec, excluded_bytes):
+    for data in inputs:
+        error = first_error(data, codec)
+        if error is None:
+            continue
+        start, end, incomplete = error
+        # A documented difference where it stops or before it (its prefix
+        # would hold the codec's character, not ours).
+        if any(b in data[:start + len(b)] for b in excluded_bytes):
+            continue
+        prefix = data[:start].decode(codec)
+        write_record(out, b"bad", struct.pack("<III", start, end, incomplete) + data)
+        write_record(out, b"badprefix", prefix.encode("utf-16-le"))
+
+
 def write_record(out, tag, payload):
     out.write(struct.pack("<I", len(tag)) + tag + struct.pack("<I", len(payload)) + payload)
 
@@ -303,8 +334,8 @@ def main(out_dir):
     for n, row in enumerate(rows):
         flags = [f for f in ("stateful", "bom") if row[f]]
         python_diff = row["differences"].get("python", {})
-        if row["python"] and python_diff and not python_diff["chars"] and \
-                not python_diff["bytes"] and not python_diff["ends"]:
+        if row["python"] and python_diff and (python_diff["spelling"] or (
+                not python_diff["chars"] and not python_diff["bytes"] and not python_diff["ends"])):
             flags.append("python-bytes-differ")
         lines.append("\t".join([row["name"], row["python"] or "-", row["glibc"] or "-",
                                 row["icu"] or "-", ",".join(flags) or "-"]))
@@ -333,7 +364,12 @@ def main(out_dir):
             if not any(b in encoded for b in excluded_bytes):
                 write_record(out, b"bytestext", encoded.decode(codec).encode("utf-16-le"))
             if row["stateful"] or row["bom"]:
-                continue  # byte sequences of these depend on what came before
+                # Byte sequences of these depend on what came before: damaged
+                # pieces of the codec's own text instead, where the decoder
+                # follows the codec throughout (no documented difference).
+                if row["stateful"] and not python_diff:
+                    write_bad(out, damaged(encoded, rng), codec, [])
+                continue
             leads = set()
             if "utf" not in codecs.lookup(codec).name and codec not in OWN_CODECS_NAMES:
                 seqs, leads = valid_sequences(codec)
@@ -342,18 +378,7 @@ def main(out_dir):
                 write_record(out, b"valid", valid)
                 write_record(out, b"validlengths", bytes(len(s) for s in seqs))
                 write_record(out, b"validtext", valid.decode(codec).encode("utf-16-le"))
-            for data in bad_inputs(codec, leads, rng):
-                error = first_error(data, codec)
-                if error is None:
-                    continue
-                start, end, incomplete = error
-                # A documented difference where it stops or before it (its
-                # prefix would hold the codec's character, not ours).
-                if any(b in data[:start + len(b)] for b in excluded_bytes):
-                    continue
-                prefix = data[:start].decode(codec)
-                write_record(out, b"bad", struct.pack("<III", start, end, incomplete) + data)
-                write_record(out, b"badprefix", prefix.encode("utf-16-le"))
+            write_bad(out, bad_inputs(codec, leads, rng), codec, excluded_bytes)
     with open(os.path.join(strict_dir, "encodings.txt"), "w") as f:
         f.write("\n".join(lines) + "\n")
 

@@ -135,19 +135,16 @@ TEST_P(LegacyAdapter, ReplacesWhatIsIllFormedOrUnmapped) {
     EXPECT_EQ(Whole(decoder_.converter(), bad.input), Replaced(GetParam(), bad.input))
         << bad.input.size() << " bytes, error at " << bad.start;
   }
-  // A character without a mapping (or a lone surrogate) is one "?".
+  // A character without a mapping (or a lone surrogate) is one "?" (read
+  // back, since a stateful encoding spells it by what comes before).
   const Bytes text = {'a', 0, 0x00, 0xD8, 'b', 0, 0x3D, 0xD8, 0x00, 0xDE, 'c', 0};
-  // The bytes of "?" (after a first character for an encoder that writes a
-  // byte-order mark first).
-  const Bytes one = Convert(Ours(), GetParam().c_str(), kPivot, Bytes{'?', 0}).output;
-  const Bytes two = Convert(Ours(), GetParam().c_str(), kPivot, Bytes{'?', 0, '?', 0}).output;
-  const Bytes question =
-      CaseOf(GetParam()).bom ? Bytes(two.begin() + static_cast<long>(one.size()), two.end()) : one;
   const Bytes out = Whole(encoder_.converter(), text);
   decoder_.converter()->Reset();  // drops a cut sequence the last case left held
-  const Bytes back = Whole(decoder_.converter(), out);
-  EXPECT_EQ(CodePoints(back).front(), 'a');
-  EXPECT_NE(std::search(out.begin(), out.end(), question.begin(), question.end()), out.end());
+  const std::vector<uint32_t> back = CodePoints(Whole(decoder_.converter(), out));
+  ASSERT_GE(back.size(), 4u);
+  EXPECT_EQ(back.front(), 'a');
+  EXPECT_EQ(back[1], '?');
+  EXPECT_EQ(back[2], 'b');
 }
 
 TEST_P(LegacyAdapter, StreamsInAnyPiecesAndOutputSizes) {
