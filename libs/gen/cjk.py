@@ -253,20 +253,23 @@ ENCODINGS = [
 
 # Codecs of the libraries written by hand (besides the generic one):
 # (library, canonical name, C++ ident, factory stem, aliases, Java names,
-# the table it reads, most bytes per character, properties). Their
-# functions <ident>Decode and <ident>Encode are declared in
-# libs/<library>/<ident in lower case>_codec.h.
+# the data it reads (a table or a record of tables), most bytes per
+# character, properties). Their functions <ident>Decode and <ident>Encode are
+# declared in libs/<library>/<ident in lower case>_codec.h.
 HAND_WRITTEN = [
     ("japanese", "ISO-2022-JP", "Iso2022Jp", "ISO2022JP",
      ["csISO2022JP", "iso2022jp", "iso2022_jp", "jis"], ("ISO-2022-JP", "ISO2022JP"),
-     "EucJp", 5, "NLS_CODEC_STATEFUL_ENCODER"),
+     "Iso2022JpSets", 5, "NLS_CODEC_STATEFUL_ENCODER"),
+    # ISO-2022-JP with JIS X 0212 (ESC $ ( D): one codec, a level per encoding.
+    ("japanese", "ISO-2022-JP-1", "Iso2022Jp", "ISO2022JP1", ["iso2022jp-1", "iso2022_jp_1"],
+     (None, None), "Iso2022Jp1Sets", 6, "NLS_CODEC_STATEFUL_ENCODER"),
     # A line feed ends a shift to KS X 1001 (every line starts in ASCII), and
     # the header changes nothing the decoder reads.
     ("korean", "ISO-2022-KR", "Iso2022Kr", "ISO2022KR", ["csISO2022KR", "iso2022_kr", "iso2022kr"],
-     ("ISO-2022-KR", "ISO2022KR"), "EucKr", 7,
+     ("ISO-2022-KR", "ISO2022KR"), "EucKrTable", 7,
      "NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER"),
     # A line feed may end a line continuation ("~" and a line feed).
-    ("chinese", "HZ-GB-2312", "Hz", "HZ", ["HZ", "hz-gb", "hzgb"], (None, None), "Gb2312", 4,
+    ("chinese", "HZ-GB-2312", "Hz", "HZ", ["HZ", "hz-gb", "hzgb"], (None, None), "Gb2312Table", 4,
      "NLS_CODEC_STATEFUL_ENCODER"),
 ]
 
@@ -582,8 +585,8 @@ def library_sources(lib):
         for note in t.enc.notes:
             c.append(f"// {t.enc.name}: {note}\n")
     c.append(f"#include \"{lib}/{lib}_codecs.h\"\n\n#include <new>\n\n")
-    for hand in hands:
-        c.append(f"#include \"{lib}/{hand[2].lower()}_codec.h\"\n")
+    for ident in sorted({hand[2] for hand in hands}):
+        c.append(f"#include \"{lib}/{ident.lower()}_codec.h\"\n")
     c.append(f"\nnamespace {ns} {{\nnamespace {{\n\n")
     c.append(f"// Value slots of every row of the library ({len(pool.values)}; "
              f"{pool.shared} more read from runs of other rows).\n")
@@ -656,7 +659,7 @@ def library_sources(lib):
         c.append(f"    {{\"{e.name}\", NLS_MultiByteDecode, NLS_MultiByteEncode, &k{e.ident}Table, "
                  f"{most}, {' | '.join(props)}}},\n")
     for _, name, ident, _, _, _, data, most, props in hands:
-        c.append(f"    {{\"{name}\", {ident}Decode, {ident}Encode, &k{data}Table, {most}, {props}}},\n")
+        c.append(f"    {{\"{name}\", {ident}Decode, {ident}Encode, &k{data}, {most}, {props}}},\n")
     c.append("    {nullptr, nullptr, nullptr, nullptr, 0, 0},\n};\n\n")
     c.append(f"}}  // namespace {ns}\n\nusing {ns}::kCodecs;\n\nextern \"C\" {{\n\n")
     c.append("NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) { return kCodecs; }\n\n")
@@ -736,6 +739,7 @@ PEER_NAMES = {
     "JOHAB": ("JOHAB", None),
     "ISO-2022-KR": ("ISO-2022-KR", "ISO-2022-KR"),
     "HZ-GB-2312": (None, "HZ-GB-2312"),
+    "ISO-2022-JP-1": (None, None),
 }
 
 ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "
@@ -783,6 +787,11 @@ HAND_WRITTEN_PYTHON = {
         "why": "Python's iso2022_jp reads an ESC that starts no known escape sequence as the "
                "character U+001B and writes U+001B as a bare ESC; this library rejects both (a "
                "bare ESC would start an escape sequence). " + ERRORS}),
+    "ISO-2022-JP-1": ("iso2022_jp_1", {
+        "bytes": [bytes([0x1B, b]) for b in range(256) if b not in b"($"], "chars": [0x1B],
+        "why": "Python's iso2022_jp_1 reads an ESC that starts no known escape sequence as "
+               "the character U+001B and writes U+001B as a bare ESC; this library rejects "
+               "both. " + ERRORS}),
     "HZ-GB-2312": ("hz", None),
     "ISO-2022-KR": ("iso2022_kr", {
         "bytes": escapes_but(b"\x1b$)C"), "chars": [0x0E, 0x0F, 0x1B], "spelling": True,

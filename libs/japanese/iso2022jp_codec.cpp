@@ -2,7 +2,13 @@
 
 #include <cstring>
 
+#include "japanese/japanese_codecs.h"
+
 namespace nls_japanese {
+
+const Iso2022JpSets kIso2022JpSets = {0, &kEucJpTable};
+const Iso2022JpSets kIso2022Jp1Sets = {1, &kEucJpTable};
+
 namespace {
 
 using nls::codec::Decoded;
@@ -10,18 +16,44 @@ using nls::codec::Encoded;
 
 constexpr unsigned char kEsc = 0x1B;
 
-// The sets that ISO-2022-JP designates (state word 0).
-enum : uint32_t { kAscii = 0, kRoman = 1, kJisX0208 = 2 };
+// The sets (state word 0).
+enum : uint32_t { kAscii = 0, kRoman = 1, kJisX0208 = 2, kJisX0212 = 3 };
 
-const NLS_MultiByteTable& TableOf(const NLS_Codec* codec) {
-  return *static_cast<const NLS_MultiByteTable*>(codec->data);
+const Iso2022JpSets& SetsOf(const NLS_Codec* codec) {
+  return *static_cast<const Iso2022JpSets*>(codec->data);
 }
 
 inline bool IsJisByte(unsigned b) { return b >= 0x21 && b <= 0x7E; }
 
+// The character of two bytes 0x21-0x7E in a two-byte set, or 0: the pair of
+// the EUC table with the high bits set (JIS X 0212: EUC-JP's three-byte form
+// after 0x8F).
+inline uint16_t Pair(const Iso2022JpSets& sets, uint32_t set, unsigned b, unsigned c) {
+  const NLS_MultiByteTable& t = *sets.jis;
+  const unsigned index =
+      set == kJisX0212 ? t.prefixRow + (b | 0x80u) - t.prefixFirst : t.lead[b | 0x80] - 1u;
+  const NLS_MultiByteRow& row = t.rows[index];
+  const unsigned k = (c | 0x80u) - row.first;
+  return k < row.count ? t.values[row.offset + k] : 0;
+}
+
+// The two-byte set of the final byte of ESC $ F or ESC $ ( F at a level, or
+// kAscii when there is none.
+uint32_t TwoByteSet(unsigned level, unsigned f) {
+  switch (f) {
+    case '@':
+    case 'B':
+      return kJisX0208;
+    case 'D':
+      return level >= 1 ? kJisX0212 : kAscii;
+    default:
+      return kAscii;
+  }
+}
+
 // An escape sequence at s (s[0] is ESC): its length and the set it
 // designates, 0 when the input ends inside it, -1 when it is not one.
-int Escape(const unsigned char* s, size_t n, uint32_t* set) {
+int Escape(unsigned level, const unsigned char* s, size_t n, uint32_t* set) {
   if (n < 2) return 0;
   if (s[1] == '(') {
     if (n < 3) return 0;
@@ -31,22 +63,20 @@ int Escape(const unsigned char* s, size_t n, uint32_t* set) {
   }
   if (s[1] != '$') return -1;
   if (n < 3) return 0;
-  if (s[2] == '@' || s[2] == 'B') {
-    *set = kJisX0208;
-    return 3;
+  if (s[2] != '(') {
+    *set = TwoByteSet(level, s[2]);
+    return *set == kAscii ? -1 : 3;
   }
-  if (s[2] != '(') return -1;
   if (n < 4) return 0;
-  if (s[3] != '@' && s[3] != 'B') return -1;
-  *set = kJisX0208;
-  return 4;
+  *set = TwoByteSet(level, s[3]);
+  return *set == kAscii ? -1 : 4;
 }
 
-Decoded Step(const NLS_MultiByteTable& t, const unsigned char* s, size_t n, NLS_CodecState& st) {
+Decoded Step(const Iso2022JpSets& sets, const unsigned char* s, size_t n, NLS_CodecState& st) {
   const unsigned b = s[0];
   if (b == kEsc) {
     uint32_t set = 0;
-    const int length = Escape(s, n, &set);
+    const int length = Escape(sets.level, s, n, &set);
     if (length == 0) return nls::codec::Incomplete();
     if (length < 0) return nls::codec::Invalid(1, true);
     st.word[0] = set;
@@ -65,28 +95,24 @@ Decoded Step(const NLS_MultiByteTable& t, const unsigned char* s, size_t n, NLS_
   if (b == 0x7F) return nls::codec::Invalid(1);
   if (n < 2) return nls::codec::Incomplete();
   if (!IsJisByte(s[1])) return nls::codec::Invalid(1, true);
-  const NLS_MultiByteRow& row = t.rows[t.lead[b | 0x80] - 1];
-  const unsigned k = (s[1] | 0x80u) - row.first;
-  const uint16_t v = k < row.count ? t.values[row.offset + k] : 0;
+  const uint16_t v = Pair(sets, st.word[0], b, s[1]);
   return v != 0 ? nls::codec::Char(2, v) : nls::codec::Invalid(2);
 }
 
 // Writes the escape sequence of a set.
 inline unsigned Designate(unsigned char* out, uint32_t set) {
-  static const unsigned char kSequences[3][3] = {
-      {kEsc, '(', 'B'}, {kEsc, '(', 'J'}, {kEsc, '$', 'B'}};
-  std::memcpy(out, kSequences[set], 3);
-  return 3;
+  static const unsigned char kSequences[4][4] = {
+      {kEsc, '(', 'B'}, {kEsc, '(', 'J'}, {kEsc, '$', 'B'}, {kEsc, '$', '(', 'D'}};
+  const unsigned length = kSequences[set][3] != 0 ? 4 : 3;
+  std::memcpy(out, kSequences[set], length);
+  return length;
 }
 
-}  // namespace
-
-namespace {
-
 // The common text of the current set without the loop's bookkeeping, from
-// src[*inOut] and dst[*outOut] on: ASCII in ASCII, assigned pairs in JIS X
-// 0208. Stops at an escape, at anything else, and when the output is full.
-void Run(const NLS_MultiByteTable& t, uint32_t set, const NLS_CodecCall* call, size_t* inOut,
+// src[*inOut] and dst[*outOut] on: ASCII in ASCII, assigned pairs in a
+// two-byte set. Stops at an escape, at anything else, and when the output
+// is full.
+void Run(const Iso2022JpSets& sets, uint32_t set, const NLS_CodecCall* call, size_t* inOut,
          size_t* outOut) {
   const unsigned char* src = call->src;
   unsigned char* dst = call->dst;
@@ -98,13 +124,11 @@ void Run(const NLS_MultiByteTable& t, uint32_t set, const NLS_CodecCall* call, s
       ++in;
       ++out;
     }
-  } else if (set == kJisX0208) {
+  } else if (set != kRoman) {
     while (in + 1 < srcLen && out < units) {
       const unsigned b = src[in], c = src[in + 1];
       if (!IsJisByte(b) || !IsJisByte(c)) break;
-      const NLS_MultiByteRow& row = t.rows[t.lead[b | 0x80] - 1];
-      const unsigned k = (c | 0x80u) - row.first;
-      const uint16_t v = k < row.count ? t.values[row.offset + k] : 0;
+      const uint16_t v = Pair(sets, set, b, c);
       if (v == 0) break;
       nls::StoreUnit16(dst + 2 * out, v);
       in += 2;
@@ -118,16 +142,16 @@ void Run(const NLS_MultiByteTable& t, uint32_t set, const NLS_CodecCall* call, s
 }  // namespace
 
 int Iso2022JpDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  const NLS_MultiByteTable& t = TableOf(codec);
-  auto step = [&t](const unsigned char* s, size_t n, NLS_CodecState& st) {
-    return Step(t, s, n, st);
+  const Iso2022JpSets& sets = SetsOf(codec);
+  auto step = [&sets](const unsigned char* s, size_t n, NLS_CodecState& st) {
+    return Step(sets, s, n, st);
   };
   if (call->flags & NLS_CODEC_FLUSH) return nls::codec::DecodeLoop<false>(state, call, step);
   const bool one = (call->flags & NLS_CODEC_ONE) != 0;
   size_t in = 0, out = 0;
   int result = NLS_CODEC_DONE;
   for (;;) {
-    if (!one) Run(t, state->word[0], call, &in, &out);
+    if (!one) Run(sets, state->word[0], call, &in, &out);
     if (in == call->srcLen) break;
     // One character, control or escape sequence through the shared loop.
     NLS_CodecCall single = *call;
@@ -149,25 +173,27 @@ int Iso2022JpDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
 }
 
 int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  const uint16_t* map = NLS_MultiByteEncodeMap(&TableOf(codec));
+  const Iso2022JpSets& sets = SetsOf(codec);
+  const uint16_t* jis = NLS_MultiByteEncodeMap(sets.jis);
+  const unsigned level = sets.level;
   return nls::codec::EncodeLoop<false>(
       codec, state, call,
-      [map](uint32_t cp, unsigned char* out, NLS_CodecState& st) -> Encoded {
+      [=](uint32_t cp, unsigned char* out, NLS_CodecState& st) -> Encoded {
         uint32_t set = kAscii;
-        unsigned char bytes[2];
-        unsigned length = 1;
-        if (cp == kEsc) {
-          return nls::codec::Unmappable();  // would start an escape sequence
+        unsigned code = 0;
+        if (cp == kEsc || cp >= 0x10000) {
+          return nls::codec::Unmappable();  // ESC would start an escape sequence
         } else if (cp < 0x80) {
-          bytes[0] = static_cast<unsigned char>(cp);
+          code = cp;
+        } else if (const uint16_t c = jis[cp]; c >= 0xA1A1) {
+          set = kJisX0208;  // a pair of EUC-JP
+          code = c & 0x7F7F;
+        } else if (level >= 1 && c >= 0x2121 && c < 0x8000) {
+          set = kJisX0212;  // a three-byte form of EUC-JP
+          code = c;
         } else if (cp == 0x00A5 || cp == 0x203E) {
           set = kRoman;
-          bytes[0] = cp == 0x00A5 ? 0x5C : 0x7E;
-        } else if (const uint16_t code = cp < 0x10000 ? map[cp] : 0; code >= 0xA1A1) {
-          set = kJisX0208;  // a pair of EUC-JP's JIS X 0208 rows
-          bytes[0] = static_cast<unsigned char>(code >> 8 & 0x7F);
-          bytes[1] = static_cast<unsigned char>(code & 0x7F);
-          length = 2;
+          code = cp == 0x00A5 ? 0x5C : 0x7E;
         } else {
           return nls::codec::Unmappable();
         }
@@ -176,8 +202,13 @@ int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
           written = Designate(out, set);
           st.word[0] = set;
         }
-        std::memcpy(out + written, bytes, length);
-        return nls::codec::Wrote(written + length);
+        if (set == kAscii || set == kRoman) {
+          out[written++] = static_cast<unsigned char>(code);
+        } else {
+          out[written++] = static_cast<unsigned char>(code >> 8);
+          out[written++] = static_cast<unsigned char>(code & 0xFF);
+        }
+        return nls::codec::Wrote(written);
       },
       [](unsigned char* out, NLS_CodecState& st) -> unsigned {
         return st.word[0] == kAscii ? 0 : Designate(out, kAscii);

@@ -1984,7 +1984,8 @@ const NLS_Codec kCodecs[] = {
     {"Shift_JIS", NLS_MultiByteDecode, NLS_MultiByteEncode, &kShiftJisTable, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"windows-31j", NLS_MultiByteDecode, NLS_MultiByteEncode, &kWindows31jTable, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"Extended_UNIX_Code_Packed_Format_for_Japanese", NLS_MultiByteDecode, NLS_MultiByteEncode, &kEucJpTable, 3, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
-    {"ISO-2022-JP", Iso2022JpDecode, Iso2022JpEncode, &kEucJpTable, 5, NLS_CODEC_STATEFUL_ENCODER},
+    {"ISO-2022-JP", Iso2022JpDecode, Iso2022JpEncode, &kIso2022JpSets, 5, NLS_CODEC_STATEFUL_ENCODER},
+    {"ISO-2022-JP-1", Iso2022JpDecode, Iso2022JpEncode, &kIso2022Jp1Sets, 6, NLS_CODEC_STATEFUL_ENCODER},
     {nullptr, nullptr, nullptr, nullptr, 0, 0},
 };
 
@@ -2026,6 +2027,14 @@ NLS_EXPORT TEncodingConverter* NEWISO2022JPTOUNICODEENCODINGCONVERTER(void) {
 
 NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022JPENCODINGCONVERTER(void) {
   return new (std::nothrow) TCodecConverter(&kCodecs[3], "ISO-10646-UCS-2", "ISO-2022-JP", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022JP1TOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[4], "ISO-2022-JP-1", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022JP1ENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[4], "ISO-10646-UCS-2", "ISO-2022-JP-1", 1);
 }
 
 }  // extern "C"

@@ -61,6 +61,26 @@ Strict Iconv(const char* to, const char* from, const Bytes& in) {
   return r;
 }
 
+// NLS_Iconv on in[0, cut) (a sequence cut there waits for the rest), then
+// on what it left and the rest, and the end of the text: the output, or
+// nothing on an error.
+Bytes IconvInTwo(const char* to, const char* from, const Bytes& in, size_t cut) {
+  Bytes out(4 * in.size() + 16), copy = in;
+  NLS_Iconv_t cd = NLS_IconvOpen(to, from);
+  char* src = reinterpret_cast<char*>(copy.data());
+  char* dst = reinterpret_cast<char*>(out.data());
+  size_t room = out.size(), left = cut;
+  const size_t failed = static_cast<size_t>(-1);
+  errno = 0;
+  bool ok = NLS_Iconv(cd, &src, &left, &dst, &room) != failed || errno == EINVAL;
+  left += in.size() - cut;
+  ok = ok && NLS_Iconv(cd, &src, &left, &dst, &room) != failed &&
+       NLS_Iconv(cd, nullptr, nullptr, &dst, &room) != failed;
+  NLS_IconvClose(cd);
+  out.resize(ok ? out.size() - room : 0);
+  return out;
+}
+
 Bytes Legacy(const char* from, const char* to, const Bytes& in) {
   Bytes out(8 * in.size() + 16);
   unsigned produced = 0;
@@ -103,6 +123,8 @@ struct IllFormed {
      0, 2, 0},
     {"ISO-2022-JP", "1B 24 42 34 0A", "\xEF\xBF\xBD\n", 3, 1, 1},
     {"ISO-2022-JP", "1B 28 58 41", "\xEF\xBF\xBD(XA", 0, 1, 1},
+    // ISO-2022-JP-1: an escape of ISO-2022-JP-2 (GB2312).
+    {"ISO-2022-JP-1", "1B 24 41 30 21", "\xEF\xBF\xBD$A0!", 0, 1, 1},
     {"GB2312", "78 B0 41 79",
      "x\xEF\xBF\xBD"
      "Ay",
@@ -208,6 +230,10 @@ struct Mapping {
     {"windows-31j", 'e', "81 60", "\xE3\x80\x9C"},  // U+301C
     {"windows-31j", 'b', "F0 40", "\xEE\x80\x80"},  // U+E000
     {"EUC-KR", 'b', "A4 D4", "\xE3\x85\xA4"},       // U+3164 alone
+    // ISO-2022-JP-1: JIS X 0212 after JIS X 0208, the short designation.
+    {"ISO-2022-JP-1", 'b', "1B 24 28 44 2B 31 1B 24 42 30 6C 1B 24 28 44 2B 31 1B 28 42",
+     "\xC3\xA9\xE4\xB8\x80\xC3\xA9"},
+    {"ISO-2022-JP-1", 'd', "1B 24 44 22 37", "~"},
     // ISO-2022-KR: the header first, a shift only where the set changes,
     // SI before the end of a line and at the end of the text.
     {"ISO-2022-KR", 'b', "1B 24 29 43 41 0E 30 21 0F 0A", "A\xEA\xB0\x80\n"},
@@ -233,6 +259,9 @@ TEST_F(CjkCases, Mappings) {
     const std::string what = std::string(m.encoding) + " " + m.bytes;
     if (m.way != 'e') {
       EXPECT_EQ(Iconv("UTF-8", m.encoding, bytes).out, text) << what;
+      // Cut anywhere: inside an escape sequence, a shift or a pair.
+      for (size_t cut = 1; cut < bytes.size(); ++cut)
+        EXPECT_EQ(IconvInTwo("UTF-8", m.encoding, bytes, cut), text) << what << " cut at " << cut;
       EXPECT_EQ(Legacy(m.encoding, "UTF-8", bytes), text) << what;
     }
     if (m.way != 'd') {
@@ -246,10 +275,11 @@ TEST_F(CjkCases, Mappings) {
 
 TEST_F(CjkCases, UnmappableCharacters) {
   const std::pair<const char*, const char*> cases[] = {
-      {"Shift_JIS", "\xEF\xBD\x9E"},  // U+FF5E: windows-31j only
-      {"EUC-KR", "\xEA\xB0\x82"},     // U+AC02: windows-949 only (no compositions)
-      {"GB2312", "\xE2\x82\xAC"},     // U+20AC
-      {"Big5", "\xE2\x82\xAC"},
+      {"Shift_JIS", "\xEF\xBD\x9E"},      // U+FF5E: windows-31j only
+      {"EUC-KR", "\xEA\xB0\x82"},         // U+AC02: windows-949 only (no compositions)
+      {"GB2312", "\xE2\x82\xAC"},         // U+20AC
+      {"Big5", "\xE2\x82\xAC"},           // U+20AC
+      {"ISO-2022-JP-1", "\xEA\xB0\x80"},  // U+AC00: KS X 1001 only
   };
   for (const auto& [encoding, text] : cases) {
     const Strict s = Iconv(encoding, "UTF-8", nls_test::B(std::string("a") + text));
