@@ -260,9 +260,13 @@ HAND_WRITTEN = [
     ("japanese", "ISO-2022-JP", "Iso2022Jp", "ISO2022JP",
      ["csISO2022JP", "iso2022jp", "iso2022_jp", "jis"], ("ISO-2022-JP", "ISO2022JP"),
      "Iso2022JpSets", 5, "NLS_CODEC_STATEFUL_ENCODER"),
-    # ISO-2022-JP with JIS X 0212 (ESC $ ( D): one codec, a level per encoding.
+    # ISO-2022-JP with JIS X 0212 (ESC $ ( D), and -2 with GB2312, KS X 1001
+    # and the G2 sets ISO-8859-1 and -7: one codec, a level per encoding.
     ("japanese", "ISO-2022-JP-1", "Iso2022Jp", "ISO2022JP1", ["iso2022jp-1", "iso2022_jp_1"],
      (None, None), "Iso2022Jp1Sets", 6, "NLS_CODEC_STATEFUL_ENCODER"),
+    ("japanese", "ISO-2022-JP-2", "Iso2022Jp", "ISO2022JP2",
+     ["csISO2022JP2", "iso2022jp-2", "iso2022_jp_2"], ("ISO-2022-JP-2", "ISO2022JP2"),
+     "Iso2022Jp2Sets", 6, "NLS_CODEC_STATEFUL_ENCODER"),
     # A line feed ends a shift to KS X 1001 (every line starts in ASCII), and
     # the header changes nothing the decoder reads.
     ("korean", "ISO-2022-KR", "Iso2022Kr", "ISO2022KR", ["csISO2022KR", "iso2022_kr", "iso2022kr"],
@@ -272,6 +276,21 @@ HAND_WRITTEN = [
     ("chinese", "HZ-GB-2312", "Hz", "HZ", ["HZ", "hz-gb", "hzgb"], (None, None), "Gb2312Table", 4,
      "NLS_CODEC_STATEFUL_ENCODER"),
 ]
+
+# Tables of other libraries that a library's hand-written codecs read: the
+# generator writes a copy into it (a converter library links no other).
+BORROWED = {"japanese": ["GB2312", "EUC-KR"]}
+
+
+def iso8859_7_high():
+    """ISO-2022-JP-2's G2 set ISO-8859-7, 0xA0-0xFF, as Python's codec reads
+    it after ESC . F (the 1987 edition: no euro, drachma or ypogegrammeni);
+    0 where it has no character."""
+    out = []
+    for b in range(0x20, 0x80):
+        text = decode(b"\x1b.F\x1bN" + bytes([b]), "iso2022_jp_2")
+        out.append(ord(text) if text is not None and len(text) == 1 else 0)
+    return out
 
 
 # ---- tables from the codecs ----------------------------------------------------
@@ -557,7 +576,8 @@ def python_version():
 
 
 def library_sources(lib):
-    encs = [e for e in ENCODINGS if e.library == lib]
+    own = [e for e in ENCODINGS if e.library == lib]
+    encs = own + [e for e in ENCODINGS if e.name in BORROWED.get(lib, [])]
     hands = [h for h in HAND_WRITTEN if h[0] == lib]
     pool = Pool()
     # Encodings with more pairs first, so that the rows of a smaller one are
@@ -576,6 +596,8 @@ def library_sources(lib):
          f"namespace {ns} {{\n\n"]
     for t in tables:
         h.append(f"extern const NLS_MultiByteTable k{t.enc.ident}Table;\n")
+    if lib in BORROWED:
+        h.append("extern const uint16_t kIso8859_7High[96];\n")
     h.append("extern const NLS_Codec kCodecs[];\n")
     h.append(f"\n}}  // namespace {ns}\n\n#endif  // {guard}\n")
 
@@ -649,8 +671,12 @@ def library_sources(lib):
         c.append(f"    {t.prefix_row}, 0x{0xA1 if e.form == 'three' else 0:02x}, "
                  f"{94 if e.form == 'three' else 0}, {len(t.ranges)}, {t.supplement_count}, "
                  f"{t.composition_count}, &k{e.ident}Cache}};\n\n")
+    if lib in BORROWED:
+        c.append("// ISO-8859-7 0xA0-0xFF (ISO-2022-JP-2's G2 set).\n")
+        c.append(f"const uint16_t kIso8859_7High[96] = {{\n"
+                 f"{rows_text(iso8859_7_high(), 12, '0x{:04x}')}}};\n\n")
     c.append("const NLS_Codec kCodecs[] = {\n")
-    for t in tables:
+    for t in tables[:len(own)]:
         e = t.enc
         most = {"plain": 2, "three": 3, "gb18030": 4, "composing": 4}[e.form]
         props = ["NLS_CODEC_RESYNC_AT_LINE_FEED", "NLS_CODEC_STATELESS_DECODER"]
@@ -663,7 +689,7 @@ def library_sources(lib):
     c.append("    {nullptr, nullptr, nullptr, nullptr, 0, 0},\n};\n\n")
     c.append(f"}}  // namespace {ns}\n\nusing {ns}::kCodecs;\n\nextern \"C\" {{\n\n")
     c.append("NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) { return kCodecs; }\n\n")
-    names = [t.enc for t in tables] + [h for h in hands]
+    names = [t.enc for t in tables[:len(own)]] + [h for h in hands]
     for i, item in enumerate(names):
         if isinstance(item, Encoding):
             name, to_factory, from_factory = item.name, item.to_factory, item.from_factory
@@ -740,6 +766,7 @@ PEER_NAMES = {
     "ISO-2022-KR": ("ISO-2022-KR", "ISO-2022-KR"),
     "HZ-GB-2312": (None, "HZ-GB-2312"),
     "ISO-2022-JP-1": (None, None),
+    "ISO-2022-JP-2": (None, None),
 }
 
 ERRORS = ("Python's CJK decoders report every ill-formed byte on its own; this library takes "
@@ -792,6 +819,14 @@ HAND_WRITTEN_PYTHON = {
         "why": "Python's iso2022_jp_1 reads an ESC that starts no known escape sequence as "
                "the character U+001B and writes U+001B as a bare ESC; this library rejects "
                "both. " + ERRORS}),
+    "ISO-2022-JP-2": ("iso2022_jp_2", {
+        "bytes": [bytes([0x1B, b]) for b in range(256) if b not in b"($.N"]
+                 + [b"\x1bN"],
+        "chars": [0x1B],
+        "why": "Python's iso2022_jp_2 reads an ESC that starts no known escape sequence as "
+               "the character U+001B and writes U+001B as a bare ESC, reads ESC N without a "
+               "G2 set as nothing, and ESC N before a byte below 0x20 as a C1 control; this "
+               "library rejects all of them. " + ERRORS}),
     "HZ-GB-2312": ("hz", None),
     "ISO-2022-KR": ("iso2022_kr", {
         "bytes": escapes_but(b"\x1b$)C"), "chars": [0x0E, 0x0F, 0x1B], "spelling": True,

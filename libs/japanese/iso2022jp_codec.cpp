@@ -6,8 +6,10 @@
 
 namespace nls_japanese {
 
-const Iso2022JpSets kIso2022JpSets = {0, &kEucJpTable};
-const Iso2022JpSets kIso2022Jp1Sets = {1, &kEucJpTable};
+const Iso2022JpSets kIso2022JpSets = {0, &kEucJpTable, nullptr, nullptr, nullptr};
+const Iso2022JpSets kIso2022Jp1Sets = {1, &kEucJpTable, nullptr, nullptr, nullptr};
+const Iso2022JpSets kIso2022Jp2Sets = {2, &kEucJpTable, &kGb2312Table, &kEucKrTable,
+                                       kIso8859_7High};
 
 namespace {
 
@@ -16,8 +18,9 @@ using nls::codec::Encoded;
 
 constexpr unsigned char kEsc = 0x1B;
 
-// The sets (state word 0).
-enum : uint32_t { kAscii = 0, kRoman = 1, kJisX0208 = 2, kJisX0212 = 3 };
+// The G0 sets (state word 0) and the G2 sets (decoder's state word 1).
+enum : uint32_t { kAscii = 0, kRoman = 1, kJisX0208 = 2, kJisX0212 = 3, kGb2312 = 4, kKsx1001 = 5 };
+enum : uint32_t { kNoG2 = 0, kLatin1 = 1, kGreek = 2 };
 
 const Iso2022JpSets& SetsOf(const NLS_Codec* codec) {
   return *static_cast<const Iso2022JpSets*>(codec->data);
@@ -29,7 +32,9 @@ inline bool IsJisByte(unsigned b) { return b >= 0x21 && b <= 0x7E; }
 // the EUC table with the high bits set (JIS X 0212: EUC-JP's three-byte form
 // after 0x8F).
 inline uint16_t Pair(const Iso2022JpSets& sets, uint32_t set, unsigned b, unsigned c) {
-  const NLS_MultiByteTable& t = *sets.jis;
+  const NLS_MultiByteTable& t = set == kGb2312    ? *sets.gb2312
+                                : set == kKsx1001 ? *sets.ksx1001
+                                                  : *sets.jis;
   const unsigned index =
       set == kJisX0212 ? t.prefixRow + (b | 0x80u) - t.prefixFirst : t.lead[b | 0x80] - 1u;
   const NLS_MultiByteRow& row = t.rows[index];
@@ -46,19 +51,32 @@ uint32_t TwoByteSet(unsigned level, unsigned f) {
       return kJisX0208;
     case 'D':
       return level >= 1 ? kJisX0212 : kAscii;
+    case 'A':
+      return level >= 2 ? kGb2312 : kAscii;
+    case 'C':
+      return level >= 2 ? kKsx1001 : kAscii;
     default:
       return kAscii;
   }
 }
 
-// An escape sequence at s (s[0] is ESC): its length and the set it
-// designates, 0 when the input ends inside it, -1 when it is not one.
-int Escape(unsigned level, const unsigned char* s, size_t n, uint32_t* set) {
+// An escape sequence at s (s[0] is ESC) other than ESC N: its length and
+// the state word and set it designates, 0 when the input ends inside it, -1
+// when it is not one.
+int Escape(unsigned level, const unsigned char* s, size_t n, unsigned* word, uint32_t* set) {
   if (n < 2) return 0;
+  *word = 0;
   if (s[1] == '(') {
     if (n < 3) return 0;
     if (s[2] != 'B' && s[2] != 'J') return -1;
     *set = s[2] == 'B' ? kAscii : kRoman;
+    return 3;
+  }
+  if (s[1] == '.' && level >= 2) {
+    if (n < 3) return 0;
+    if (s[2] != 'A' && s[2] != 'F') return -1;
+    *word = 1;
+    *set = s[2] == 'A' ? kLatin1 : kGreek;
     return 3;
   }
   if (s[1] != '$') return -1;
@@ -75,11 +93,20 @@ int Escape(unsigned level, const unsigned char* s, size_t n, uint32_t* set) {
 Decoded Step(const Iso2022JpSets& sets, const unsigned char* s, size_t n, NLS_CodecState& st) {
   const unsigned b = s[0];
   if (b == kEsc) {
+    if (sets.level >= 2 && n >= 2 && s[1] == 'N') {  // single shift to G2
+      if (st.word[1] == kNoG2) return nls::codec::Invalid(2);
+      if (n < 3) return nls::codec::Incomplete();
+      const unsigned c = s[2];
+      if (c < 0x20 || c > 0x7F) return nls::codec::Invalid(2, true);
+      const uint32_t v = st.word[1] == kLatin1 ? c + 0x80 : sets.greek[c - 0x20];
+      return v != 0 ? nls::codec::Char(3, v) : nls::codec::Invalid(3);
+    }
+    unsigned word = 0;
     uint32_t set = 0;
-    const int length = Escape(sets.level, s, n, &set);
+    const int length = Escape(sets.level, s, n, &word, &set);
     if (length == 0) return nls::codec::Incomplete();
     if (length < 0) return nls::codec::Invalid(1, true);
-    st.word[0] = set;
+    st.word[word] = set;
     return nls::codec::Nothing(static_cast<unsigned>(length));
   }
   if (b <= 0x20) return nls::codec::Char(1, b);
@@ -99,10 +126,11 @@ Decoded Step(const Iso2022JpSets& sets, const unsigned char* s, size_t n, NLS_Co
   return v != 0 ? nls::codec::Char(2, v) : nls::codec::Invalid(2);
 }
 
-// Writes the escape sequence of a set.
+// Writes the escape sequence of a G0 set.
 inline unsigned Designate(unsigned char* out, uint32_t set) {
-  static const unsigned char kSequences[4][4] = {
-      {kEsc, '(', 'B'}, {kEsc, '(', 'J'}, {kEsc, '$', 'B'}, {kEsc, '$', '(', 'D'}};
+  static const unsigned char kSequences[6][4] = {{kEsc, '(', 'B'},      {kEsc, '(', 'J'},
+                                                 {kEsc, '$', 'B'},      {kEsc, '$', '(', 'D'},
+                                                 {kEsc, '$', '(', 'A'}, {kEsc, '$', '(', 'C'}};
   const unsigned length = kSequences[set][3] != 0 ? 4 : 3;
   std::memcpy(out, kSequences[set], length);
   return length;
@@ -175,6 +203,8 @@ int Iso2022JpDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
 int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const Iso2022JpSets& sets = SetsOf(codec);
   const uint16_t* jis = NLS_MultiByteEncodeMap(sets.jis);
+  const uint16_t* gb2312 = sets.level >= 2 ? NLS_MultiByteEncodeMap(sets.gb2312) : nullptr;
+  const uint16_t* ksx1001 = sets.level >= 2 ? NLS_MultiByteEncodeMap(sets.ksx1001) : nullptr;
   const unsigned level = sets.level;
   return nls::codec::EncodeLoop<false>(
       codec, state, call,
@@ -191,6 +221,12 @@ int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
         } else if (level >= 1 && c >= 0x2121 && c < 0x8000) {
           set = kJisX0212;  // a three-byte form of EUC-JP
           code = c;
+        } else if (const uint16_t k = level >= 2 ? ksx1001[cp] : 0; k >= 0xA1A1) {
+          set = kKsx1001;
+          code = k & 0x7F7F;
+        } else if (const uint16_t g = level >= 2 ? gb2312[cp] : 0; g >= 0xA1A1) {
+          set = kGb2312;
+          code = g & 0x7F7F;
         } else if (cp == 0x00A5 || cp == 0x203E) {
           set = kRoman;
           code = cp == 0x00A5 ? 0x5C : 0x7E;

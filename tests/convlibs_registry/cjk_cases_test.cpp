@@ -123,8 +123,19 @@ struct IllFormed {
      0, 2, 0},
     {"ISO-2022-JP", "1B 24 42 34 0A", "\xEF\xBF\xBD\n", 3, 1, 1},
     {"ISO-2022-JP", "1B 28 58 41", "\xEF\xBF\xBD(XA", 0, 1, 1},
-    // ISO-2022-JP-1: an escape of ISO-2022-JP-2 (GB2312).
+    // ISO-2022-JP-1: an escape of ISO-2022-JP-2 (GB2312). ISO-2022-JP-2: ESC N
+    // without a G2 set, before a control byte, before a byte ISO-8859-7
+    // leaves unassigned.
     {"ISO-2022-JP-1", "1B 24 41 30 21", "\xEF\xBF\xBD$A0!", 0, 1, 1},
+    {"ISO-2022-JP-2", "1B 4E 41 42",
+     "\xEF\xBF\xBD"
+     "AB",
+     0, 2, 0},
+    {"ISO-2022-JP-2", "1B 2E 41 1B 4E 0A", "\xEF\xBF\xBD\n", 3, 2, 1},
+    {"ISO-2022-JP-2", "1B 2E 46 1B 4E 24 41",
+     "\xEF\xBF\xBD"
+     "A",
+     3, 3, 0},
     {"GB2312", "78 B0 41 79",
      "x\xEF\xBF\xBD"
      "Ay",
@@ -230,10 +241,19 @@ struct Mapping {
     {"windows-31j", 'e', "81 60", "\xE3\x80\x9C"},  // U+301C
     {"windows-31j", 'b', "F0 40", "\xEE\x80\x80"},  // U+E000
     {"EUC-KR", 'b', "A4 D4", "\xE3\x85\xA4"},       // U+3164 alone
-    // ISO-2022-JP-1: JIS X 0212 after JIS X 0208, the short designation.
+    // ISO-2022-JP-1 and -2: JIS X 0212, KS X 1001 and GB2312 in the order
+    // Python's codecs try them, JIS X 0201 Roman last; the short
+    // designations; ISO-8859-1 and -7 through G2, which a line feed keeps.
     {"ISO-2022-JP-1", 'b', "1B 24 28 44 2B 31 1B 24 42 30 6C 1B 24 28 44 2B 31 1B 28 42",
      "\xC3\xA9\xE4\xB8\x80\xC3\xA9"},
     {"ISO-2022-JP-1", 'd', "1B 24 44 22 37", "~"},
+    {"ISO-2022-JP-2", 'b',
+     "1B 24 28 43 30 21 1B 24 28 41 43 47 1B 28 4A 5C 1B 28 42 61 1B 24 42 26 21 1B 28 42",
+     "\xEA\xB0\x80\xE4\xBB\xAC\xC2\xA5"
+     "a\xCE\x91"},
+    {"ISO-2022-JP-2", 'd', "1B 24 41 30 21 1B 24 43 30 21", "\xE5\x95\x8A\xEA\xB0\x80"},
+    {"ISO-2022-JP-2", 'd', "1B 2E 41 1B 4E 69 1B 2E 46 1B 4E 41 0A 1B 4E 41 1B 4E 20",
+     "\xC3\xA9\xCE\x91\n\xCE\x91\xC2\xA0"},
     // ISO-2022-KR: the header first, a shift only where the set changes,
     // SI before the end of a line and at the end of the text.
     {"ISO-2022-KR", 'b', "1B 24 29 43 41 0E 30 21 0F 0A", "A\xEA\xB0\x80\n"},
@@ -280,6 +300,7 @@ TEST_F(CjkCases, UnmappableCharacters) {
       {"GB2312", "\xE2\x82\xAC"},         // U+20AC
       {"Big5", "\xE2\x82\xAC"},           // U+20AC
       {"ISO-2022-JP-1", "\xEA\xB0\x80"},  // U+AC00: KS X 1001 only
+      {"ISO-2022-JP-2", "\xC2\xA0"},      // U+00A0: G2 only, never written
   };
   for (const auto& [encoding, text] : cases) {
     const Strict s = Iconv(encoding, "UTF-8", nls_test::B(std::string("a") + text));

@@ -52,6 +52,7 @@ const std::map<std::string, std::string> kHostNames = {
     {"euc_jp", "EUC-JP"},
     {"iso2022_jp", "ISO-2022-JP"},
     {"iso2022_jp_1", "iso2022jp-1"},
+    {"iso2022_jp_2", "csISO2022JP2"},
     {"gb2312", "EUC-CN"},
     {"big5", "big5"},
     {"euc_kr", "euckr"},

@@ -97,7 +97,7 @@ def decode_inputs(codec):
 
 def samples(out_dir, rng):
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
-        for key in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_jp_1", "iso2022_kr", "hz"] + UNICODE:
+        for key in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"] + UNICODE:
             codec = UNICODE_BMP.get(key, key)
             chars = []
             for cp in range(0xA0, 0x10000):
