@@ -88,7 +88,56 @@ const std::map<std::string, std::string> kHostNames = {
     {"cp437", "cp437"},
     {"cp850", "IBM850"},
     {"cp866", "866"},
+    // The single-byte codec libraries' samples are named by canonical name.
+    {"IBM037", "ebcdic-cp-us"},
+    {"IBM273", "CP273"},
+    {"IBM424", "ebcdic-cp-he"},
+    {"IBM500", "csIBM500"},
+    {"IBM875", "cp875"},
+    {"IBM1026", "IBM1026"},
+    {"IBM01140", "ebcdic-us-37+euro"},
+    {"IBM737", "cp737"},
+    {"IBM775", "csPC775Baltic"},
+    {"IBM852", "852"},
+    {"IBM855", "cp855"},
+    {"IBM857", "IBM857"},
+    {"IBM00858", "PC-Multilingual-850+euro"},
+    {"IBM860", "cp860"},
+    {"IBM861", "cp-is"},
+    {"IBM863", "863"},
+    {"IBM865", "csIBM865"},
+    {"IBM869", "cp-gr"},
+    {"IBM1125", "ruscii"},
+    {"x-mac-ce", "maccentraleurope"},
+    {"x-mac-croatian", "mac_croatian"},
+    {"x-mac-cyrillic", "maccyrillic"},
+    {"x-mac-greek", "x-mac-greek"},
+    {"x-mac-iceland", "mac-is"},
+    {"x-mac-romanian", "macromania"},
+    {"x-mac-turkish", "macturkish"},
+    {"IBM720", "cp720"},
+    {"IBM856", "856"},
+    {"IBM862", "csPC862LatinHebrew"},
+    {"IBM864", "cp864"},
+    {"IBM1006", "cp1006"},
+    {"x-mac-arabic", "mac_arabic"},
+    {"x-mac-farsi", "x-mac-farsi"},
+    {"ISO-8859-8-I", "csISO88598I"},
+    {"windows-874", "ms874"},
+    {"TIS-620", "tis620"},
+    {"KOI8-T", "koi8t"},
+    {"KZ-1048", "RK1048"},
+    {"PTCP154", "PT154"},
+    {"hp-roman8", "roman8"},
+    {"x-user-defined", "X-USER-DEFINED"},
 };
+
+// The EBCDIC encodings write "A" as 0xC1; every other one as 0x41.
+bool IsEbcdic(const std::string& name) {
+  for (const char* e : {"IBM037", "IBM273", "IBM424", "IBM500", "IBM875", "IBM1026", "IBM01140"})
+    if (name == e) return true;
+  return false;
+}
 
 class ConverterLibraries : public ::testing::Test {
  protected:
@@ -156,13 +205,15 @@ TEST_F(ConverterLibraries, EveryRecordCreatesAConverterOfItsDirection) {
     NLS_ConverterHandle h = nullptr;
     ASSERT_EQ(NLS_NewEncodingConverter(r[0].c_str(), r[1].c_str(), &h), 1) << r[0] << " " << r[1];
     const bool toUcs2 = r[1] == "ISO-10646-UCS-2";
-    const Bytes in = toUcs2 ? Bytes{'A'} : ucs2A;
+    const Bytes encodedA = {
+        static_cast<unsigned char>(IsEbcdic(toUcs2 ? r[0] : r[1]) ? 0xC1 : 'A')};
+    const Bytes in = toUcs2 ? encodedA : ucs2A;
     unsigned char out[8] = {};
     unsigned produced = 0;
     EXPECT_EQ(
         NLS_ConvertStreamBuffer(h, in.data(), static_cast<unsigned>(in.size()), out, 8, &produced),
         1);
-    EXPECT_EQ(Bytes(out, out + produced), toUcs2 ? ucs2A : Bytes{'A'}) << r[0] << " " << r[1];
+    EXPECT_EQ(Bytes(out, out + produced), toUcs2 ? ucs2A : encodedA) << r[0] << " " << r[1];
     NLS_DeleteEncodingConverter(h);
   }
 }
@@ -209,6 +260,14 @@ TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
       {"koi8r", "KOI8-R"},
       {"cp866", "IBM866"},
       {"latin1", "ISO_8859-1:1987"},  // built in, unchanged
+      {"ebcdic-cp-ca", "IBM037"},
+      {"CP01140", "IBM01140"},
+      {"IBM858", "IBM00858"},
+      {"cp874", "windows-874"},
+      {"TIS-620-2529", "TIS-620"},
+      {"cyrillic-asian", "PTCP154"},
+      {"ISO_8859-8-I", "ISO-8859-8-I"},
+      {"ISO_8859-8", "ISO_8859-8:1988"},  // visual order stays apart
   };
   for (const auto& [alias, canonical] : spellings)
     EXPECT_STREQ(NLS_GetNormalizedEncodingName(alias), canonical) << alias;
@@ -221,6 +280,9 @@ TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
   EXPECT_STREQ(NLS_GetJavaEncodingName("Big5-HKSCS"), "Big5_HKSCS");
   EXPECT_STREQ(NLS_GetEncodingNameFromJava("x-windows-949"), "windows-949");
   EXPECT_EQ(NLS_GetJavaEncodingName("ISO-8859-10"), nullptr);  // Java has none
+  EXPECT_STREQ(NLS_GetJavaEncodingName("IBM01140"), "Cp1140");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("x-MacCentralEurope"), "x-mac-ce");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("MS874"), "windows-874");
 }
 
 TEST_F(ConverterLibraries, DetectedJapaneseEncodingsConvert) {
