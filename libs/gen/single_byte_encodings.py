@@ -394,8 +394,9 @@ PEERS = {
                              "0081-0084 0086-0090 0098-009F F8C1-F8C8",
                              "ICU reads the bytes Windows leaves undefined as C1 controls and "
                              "0xDB-0xDE, 0xFC-0xFF as U+F8C1-U+F8C8"),
-    ("TIS-620", "glibc"): ("80-9F", "0080-009F", "glibc reads and writes the C1 controls "
-                                                  "0x80-0x9F; TIS 620 leaves them undefined"),
+    ("TIS-620", "glibc"): ("80-9F", "0080-009F", "glibc leaves 0x80-0x9F undefined, as TIS "
+                                                  "620 does; Python reads and writes them as "
+                                                  "the C1 controls"),
     ("hp-roman8", "icu"): ("A0 A9 AF-B0 B3 F3 F6",
                            "00A0 00AF-00B0 00B5 02CB 02DA 03BC 2014 203E 20A4",
                            "ICU's hp-roman8 is IBM's table 1051: 0xA0 undefined, 0xA9 U+0060, "

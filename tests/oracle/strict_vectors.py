@@ -150,14 +150,24 @@ UTF8_CASES = [b"\xc0\xaf", b"\xc0\x80", b"\xc1\xbf", b"\xe0\x80\xaf", b"\xe0\x9f
               b"\xe6\x97", b"\xf0\x9f\x98", b"\xc3"]
 
 
-def bad_inputs(codec, leads, rng):
+def bad_inputs(codec, leads, rng, avoid=()):
+    """Ill-formed inputs; their valid parts keep clear of the bytes in `avoid`
+    (those a peer reads otherwise)."""
     cases = []
     if codecs.lookup(codec).name == "utf-8":
         cases += [b"ab" + c + b"cd" for c in UTF8_CASES] + [b"ab" + c for c in UTF8_CASES]
     if single_byte(codec):
+        # Each undefined byte after a few characters, and after runs long
+        # enough for the steps of eight of the single-byte codec (ASCII and
+        # defined bytes of all kinds mixed).
+        defined = [b for b in range(0x20, 256)
+                   if decodes(bytes([b]), codec) is not None and b not in avoid]
+        mixed = bytes(defined[k * 37 % len(defined)] for k in range(24))
         for b in range(256):
             if decodes(bytes([b]), codec) is None:
                 cases.append(b"ab" + bytes([b]) + b"cd")
+                cases.append(mixed[:9 + b % 8] + bytes([b]) + mixed)
+                cases.append(b"abcdefghijklmnopqrstuvw"[:8 + b % 16] + bytes([b]))
         return cases
     for lead in sorted(leads):
         for trail in (0x00, 0x0A, 0x20, 0x30, 0x41, 0x7F, 0x80, 0xA0, 0xFF):
@@ -222,7 +232,9 @@ def main(out_dir):
                 write_record(out, b"valid", valid)
                 write_record(out, b"validlengths", bytes(len(s) for s in seqs))
                 write_record(out, b"validtext", valid.decode(codec).encode("utf-16-le"))
-            for data in bad_inputs(codec, leads, rng):
+            avoid = {bytes.fromhex(b)[0] for d in row["differences"].values()
+                     for b in d["bytes"] if len(b) == 2}
+            for data in bad_inputs(codec, leads, rng, avoid):
                 error = first_error(data, codec)
                 if error is None:
                     continue
