@@ -57,6 +57,10 @@ inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP125
 inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP1252",
                               1,        IcuSpecial::kNone};
 inline const Encoding kKoi8r{"koi8r", "KOI8-R", "KOI8-R", "KOI8-R", 1, IcuSpecial::kNone};
+// Single-byte codec libraries: EBCDIC (no ASCII runs) and an ASCII superset.
+inline const Encoding kIbm037{"ibm037", "IBM037", "ibm-37", "IBM037", 1, IcuSpecial::kNone};
+inline const Encoding kMacCyrillic{
+    "maccyrillic", "x-mac-cyrillic", "x-mac-cyrillic", "MAC-CYRILLIC", 1, IcuSpecial::kNone};
 // The vendor forms of the CJK encodings, on the manual-page corpora.
 inline const Encoding kCp932{"cp932", "windows-31j", "windows-31j", "CP932", 1, IcuSpecial::kNone};
 inline const Encoding kGbk{"gbk", "GBK", "windows-936", "GBK", 1, IcuSpecial::kNone};
@@ -96,7 +100,7 @@ inline std::vector<Case> AllCases() {
       {"french", &kCp1252},      {"ja-man", &kCp932},      {"zh-man", &kGbk},
       {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
       {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
-      {"chinese", &kHz},
+      {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

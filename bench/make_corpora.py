@@ -184,14 +184,15 @@ def escaped_unicode(text):
 CORPORA = {
     # name: (seed, words, style, comma, encodings)
     "english": (1, ENGLISH, WESTERN, ",", ["utf8", "latin1"]),
-    "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "cp1252", "utf7", "imap", "eucs"]),
+    "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "cp1252", "utf7", "imap", "eucs",
+                                           "ibm037"]),
     "japanese": (3, JAPANESE, CJK, "、", ["utf8", "ucs4", "utf7", "imap", "eucs", "sjis", "eucjp",
                                            "iso2022jp"]),
     "macroman": (4, MACROMAN, WESTERN, ",", ["macroman", "utf8"]),
     "chinese": (5, CHINESE, CJK, "，", ["gb2312", "hz", "utf8"]),
     "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
     "korean": (7, KOREAN, WESTERN, ",", ["euckr", "iso2022kr", "johab", "utf8"]),
-    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "utf8"]),
+    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "maccyrillic", "utf8"]),
 }
 
 # Manual-page corpora: name -> (directory below /usr/share/man, encodings).
@@ -270,6 +271,8 @@ ENCODERS = {
     "cp1251": lambda t: t.encode("cp1251"),
     "koi8r": lambda t: t.encode("koi8_r"),
     "cp1252": lambda t: t.encode("cp1252"),
+    "ibm037": lambda t: t.encode("cp037"),
+    "maccyrillic": lambda t: t.encode("mac_cyrillic"),
     "cp932": lambda t: t.encode("cp932"),
     "gbk": lambda t: t.encode("gbk"),
     "gb18030": lambda t: t.encode("gb18030"),
