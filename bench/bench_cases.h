@@ -31,6 +31,11 @@ struct Encoding {
 inline const Encoding kUcs2{"ucs2", "ISO-10646-UCS-2", "UTF-16LE", "UCS-2LE", 2, IcuSpecial::kNone};
 inline const Encoding kUtf8{"utf8", "UTF-8", "UTF-8", "UTF-8", 1, IcuSpecial::kNone};
 inline const Encoding kUcs4{"ucs4", "ISO-10646-UCS-4", "UTF-32LE", "UCS-4LE", 4, IcuSpecial::kNone};
+// The Unicode library's fixed-order forms.
+inline const Encoding kUtf16be{"utf16be", "UTF-16BE", "UTF-16BE", "UTF-16BE", 2, IcuSpecial::kNone};
+inline const Encoding kUtf16le{"utf16le", "UTF-16LE", "UTF-16LE", "UTF-16LE", 2, IcuSpecial::kNone};
+inline const Encoding kUtf32be{"utf32be", "UTF-32BE", "UTF-32BE", "UTF-32BE", 4, IcuSpecial::kNone};
+inline const Encoding kCesu8{"cesu8", "CESU-8", "CESU-8", nullptr, 1, IcuSpecial::kNone};
 inline const Encoding kUtf7{"utf7", "UNICODE-1-1-UTF-7", "UTF-7", "UTF-7", 1, IcuSpecial::kNone};
 inline const Encoding kImap{"imap", "IMAP-MODIFIED-UTF-7", "IMAP-mailbox-name", "UTF-7-IMAP",
                             1,      IcuSpecial::kNone};
@@ -101,6 +106,8 @@ inline std::vector<Case> AllCases() {
       {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
       {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
       {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
+      {"french", &kUtf16be},     {"japanese", &kUtf16be},  {"japanese", &kUtf16le},
+      {"japanese", &kUtf32be},   {"japanese", &kCesu8},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});
