@@ -31,6 +31,11 @@ struct Encoding {
 inline const Encoding kUcs2{"ucs2", "ISO-10646-UCS-2", "UTF-16LE", "UCS-2LE", 2, IcuSpecial::kNone};
 inline const Encoding kUtf8{"utf8", "UTF-8", "UTF-8", "UTF-8", 1, IcuSpecial::kNone};
 inline const Encoding kUcs4{"ucs4", "ISO-10646-UCS-4", "UTF-32LE", "UCS-4LE", 4, IcuSpecial::kNone};
+// The Unicode library's fixed-order forms.
+inline const Encoding kUtf16be{"utf16be", "UTF-16BE", "UTF-16BE", "UTF-16BE", 2, IcuSpecial::kNone};
+inline const Encoding kUtf16le{"utf16le", "UTF-16LE", "UTF-16LE", "UTF-16LE", 2, IcuSpecial::kNone};
+inline const Encoding kUtf32be{"utf32be", "UTF-32BE", "UTF-32BE", "UTF-32BE", 4, IcuSpecial::kNone};
+inline const Encoding kCesu8{"cesu8", "CESU-8", "CESU-8", nullptr, 1, IcuSpecial::kNone};
 inline const Encoding kUtf7{"utf7", "UNICODE-1-1-UTF-7", "UTF-7", "UTF-7", 1, IcuSpecial::kNone};
 inline const Encoding kImap{"imap", "IMAP-MODIFIED-UTF-7", "IMAP-mailbox-name", "UTF-7-IMAP",
                             1,      IcuSpecial::kNone};
@@ -57,6 +62,10 @@ inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP125
 inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP1252",
                               1,        IcuSpecial::kNone};
 inline const Encoding kKoi8r{"koi8r", "KOI8-R", "KOI8-R", "KOI8-R", 1, IcuSpecial::kNone};
+// Single-byte codec libraries: EBCDIC (no ASCII runs) and an ASCII superset.
+inline const Encoding kIbm037{"ibm037", "IBM037", "ibm-37", "IBM037", 1, IcuSpecial::kNone};
+inline const Encoding kMacCyrillic{
+    "maccyrillic", "x-mac-cyrillic", "x-mac-cyrillic", "MAC-CYRILLIC", 1, IcuSpecial::kNone};
 // The vendor forms of the CJK encodings, on the manual-page corpora.
 inline const Encoding kCp932{"cp932", "windows-31j", "windows-31j", "CP932", 1, IcuSpecial::kNone};
 inline const Encoding kGbk{"gbk", "GBK", "windows-936", "GBK", 1, IcuSpecial::kNone};
@@ -96,7 +105,9 @@ inline std::vector<Case> AllCases() {
       {"french", &kCp1252},      {"ja-man", &kCp932},      {"zh-man", &kGbk},
       {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
       {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
-      {"chinese", &kHz},
+      {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
+      {"french", &kUtf16be},     {"japanese", &kUtf16be},  {"japanese", &kUtf16le},
+      {"japanese", &kUtf32be},   {"japanese", &kCesu8},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

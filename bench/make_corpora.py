@@ -168,6 +168,14 @@ def imap_utf7(text):
     return "".join(out).encode("ascii")
 
 
+def cesu8(text):
+    """CESU-8: UTF-8 of the UTF-16 units (a supplementary character as the
+    three-byte forms of its two surrogates)."""
+    units = text.encode("utf-16-be", "surrogatepass")
+    return "".join(chr(units[k] << 8 | units[k + 1]) for k in range(0, len(units), 2)).encode(
+        "utf-8", "surrogatepass")
+
+
 def escaped_unicode(text):
     """Printable ASCII, tab, line feed and carriage return stand for
     themselves; every other unit is a backslash, "u" and four hex digits."""
@@ -184,14 +192,15 @@ def escaped_unicode(text):
 CORPORA = {
     # name: (seed, words, style, comma, encodings)
     "english": (1, ENGLISH, WESTERN, ",", ["utf8", "latin1"]),
-    "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "cp1252", "utf7", "imap", "eucs"]),
+    "french": (2, FRENCH, WESTERN, ",", ["utf8", "latin1", "cp1252", "utf7", "imap", "eucs",
+                                           "ibm037"]),
     "japanese": (3, JAPANESE, CJK, "、", ["utf8", "ucs4", "utf7", "imap", "eucs", "sjis", "eucjp",
-                                           "iso2022jp"]),
+                                           "iso2022jp", "utf16be", "utf16le", "utf32be", "cesu8"]),
     "macroman": (4, MACROMAN, WESTERN, ",", ["macroman", "utf8"]),
     "chinese": (5, CHINESE, CJK, "，", ["gb2312", "hz", "utf8"]),
     "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
     "korean": (7, KOREAN, WESTERN, ",", ["euckr", "iso2022kr", "johab", "utf8"]),
-    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "utf8"]),
+    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "maccyrillic", "utf8"]),
 }
 
 # Manual-page corpora: name -> (directory below /usr/share/man, encodings).
@@ -253,6 +262,10 @@ def manual_pages(directory, encodings):
 ENCODERS = {
     "utf8": lambda t: t.encode("utf-8"),
     "latin1": lambda t: t.encode("latin-1"),
+    "utf16be": lambda t: t.encode("utf-16-be"),
+    "utf16le": lambda t: t.encode("utf-16-le"),
+    "utf32be": lambda t: t.encode("utf-32-be"),
+    "cesu8": cesu8,
     "ucs4": lambda t: t.encode("utf-32-le"),
     "utf7": lambda t: t.encode("utf-7"),
     "imap": imap_utf7,
@@ -270,6 +283,8 @@ ENCODERS = {
     "cp1251": lambda t: t.encode("cp1251"),
     "koi8r": lambda t: t.encode("koi8_r"),
     "cp1252": lambda t: t.encode("cp1252"),
+    "ibm037": lambda t: t.encode("cp037"),
+    "maccyrillic": lambda t: t.encode("mac_cyrillic"),
     "cp932": lambda t: t.encode("cp932"),
     "gbk": lambda t: t.encode("gbk"),
     "gb18030": lambda t: t.encode("gb18030"),

@@ -96,10 +96,10 @@ WHY = {
 }
 
 
-def parse(spec, characters):
-    """The byte sequences (or code points) of a spec."""
+def parse(runs, characters):
+    """The byte sequences (or code points) of a list of runs."""
     out = []
-    for token in spec.split():
+    for token in runs.split():
         first, _, last = token.partition("-")
         a, b = int(first, 16), int(last or first, 16)
         for v in range(a, b + 1):
@@ -142,12 +142,12 @@ def differences(name, peer):
     table = {"glibc": GLIBC, "icu": ICU}[peer]
     if name not in table:
         return None
-    byte_spec, char_spec = table[name]
+    byte_runs, char_runs = table[name]
     why = WHY[peer][name]
     ends = (peer, name) in ENDS
     if ends:
         why += "; " + ENDS[(peer, name)]
-    return {"bytes": parse(byte_spec, False), "chars": parse(char_spec, True), "ends": ends,
+    return {"bytes": parse(byte_runs, False), "chars": parse(char_runs, True), "ends": ends,
             "why": why}
 
 

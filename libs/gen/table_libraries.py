@@ -36,7 +36,9 @@ are disjoint and sorted by their first code.
 import os
 import sys
 
+import oracle
 import registry_files
+import single_byte
 
 UCS2 = "ISO-10646-UCS-2"
 NOT_MAPPED = 0xFFFD
@@ -503,16 +505,78 @@ def write_library(lib, encodings, out_dir, python_version):
         f.write("".join(c))
 
 
+# The strict codecs of these encodings: tables of the generic single-byte
+# codec (include/nlscnv/single_byte.h) beside the table engine's, which the
+# legacy factories keep using. Each byte decodes as the Python codec decodes
+# it alone; each character encodes as the first byte that decodes as it.
+
+# glibc iconv's names; None where glibc reads and writes otherwise on purpose.
+GLIBC_NAMES = {codec: name for codec, name in (
+    [(f"cp125{k}", f"CP125{k}") for k in range(9)] +
+    [(f"iso8859_{k}", f"ISO-8859-{k}") for k in (2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 13, 14, 15, 16)] +
+    [("koi8_r", "KOI8-R"), ("koi8_u", "KOI8-U"), ("cp437", "IBM437"), ("cp850", "IBM850"),
+     ("cp866", "IBM866")])}
+# glibc's windows-1255 and windows-1258 compose a base letter and the
+# combining marks after it into one character when reading, and write a
+# precomposed letter as base and mark: not a mapping of single bytes.
+GLIBC_NAMES["cp1255"] = GLIBC_NAMES["cp1258"] = None
+
+
+def codec_mapping(enc):
+    """(byte -> character or None, character -> byte) for the codec."""
+    to = []
+    for b in range(256):
+        try:
+            text = bytes([b]).decode(enc.codec)
+        except UnicodeDecodeError:
+            text = None
+        assert text is None or len(text) == 1, (enc.name, b)
+        to.append(None if text is None else ord(text))
+    frm = {}
+    for b, c in enumerate(to):
+        if c is not None:
+            frm.setdefault(c, b)
+    return to, frm
+
+
+def ident(enc):
+    return "k" + enc.stem.capitalize() + "Codec"
+
+
+def codecs_source(lib, encodings, version):
+    c = [HEADER,
+         f"// The strict codecs of libnls{lib}30.so: a table of the generic single-byte\n"
+         f"// codec per encoding. Python {version}.\n\n"
+         "#include \"nlscnv/single_byte.h\"\n\n",
+         f"namespace nls_{lib} {{\nnamespace {{\n\n"]
+    for enc in encodings:
+        to, frm = codec_mapping(enc)
+        c.append(f"// {enc.name}\n" + single_byte.table_source(ident(enc), to, frm) + "\n")
+    c.append("const NLS_Codec kCodecs[] = {\n")
+    for enc in encodings:
+        c.append(f"    {{\"{enc.name}\", NLS_SingleByteDecode, NLS_SingleByteEncode, &{ident(enc)}, 1,\n"
+                 "     NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},\n")
+    c.append("    {nullptr, nullptr, nullptr, nullptr, 0, 0},\n};\n\n")
+    c.append(f"}}  // namespace\n}}  // namespace nls_{lib}\n\n"
+             "extern \"C\" NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) {\n"
+             f"  return nls_{lib}::kCodecs;\n}}\n")
+    return "".join(c)
+
+
 def generate(out_dir):
     version = ".".join(str(v) for v in sys.version_info[:2])
     for lib in LIBRARIES:
-        write_library(lib, [e for e in ENCODINGS if e.library == lib], out_dir, version)
+        encodings = [e for e in ENCODINGS if e.library == lib]
+        write_library(lib, encodings, out_dir, version)
+        with open(os.path.join(out_dir, "libs", lib, f"{lib}_codecs.cpp"), "w") as f:
+            f.write(codecs_source(lib, encodings, version))
 
 
 def generated_files():
     files = []
     for lib in LIBRARIES:
-        files += [f"libs/{lib}/{lib}_tables.h", f"libs/{lib}/{lib}_tables.cpp"]
+        files += [f"libs/{lib}/{lib}_tables.h", f"libs/{lib}/{lib}_tables.cpp",
+                  f"libs/{lib}/{lib}_codecs.cpp"]
     return files
 
 
@@ -539,5 +603,7 @@ def registry_section():
 
 
 def oracle_rows():
-    # These libraries still run on the table engine: no strict codecs yet.
-    return []
+    # Python's codecs and glibc agree with these tables on every byte and
+    # every character of the Basic Multilingual Plane (measured with glibc
+    # 2.36); ICU is left out (its IBM tables exchange control codes).
+    return [oracle.Oracle(e.name, e.codec, GLIBC_NAMES[e.codec]) for e in ENCODINGS]

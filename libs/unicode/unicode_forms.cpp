@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace nls_unicode {
 namespace {
 
@@ -72,42 +76,168 @@ unsigned char* PutThree(unsigned char* out, uint32_t v) {
 
 namespace {
 
-// Runs of units outside the surrogate range convert unit for unit; a
-// fixed-order form moves them in a tight loop and gives every other unit to
-// one step of the general loop. Both return the bytes moved (the same
-// number on both sides), stopping at a surrogate or when n is reached.
-size_t DecodeRun(unsigned char* dst, const unsigned char* src, size_t n, bool little) {
+// Runs of characters of the Basic Multilingual Plane outside the surrogate
+// range convert unit for unit; a fixed-order form moves them in a tight loop
+// and gives everything else to one step of the general loop. A run stops
+// before the first unit (or value) it does not take, or where the input or
+// the room ends; it reports the bytes it read and wrote.
+struct Moved {
+  size_t in, out;
+};
+
+#if defined(__SSE2__)
+// Eight 16-bit units per step. `kSwap`: the form's byte order is not the
+// machine's. The surrogate check is made on the units in the machine's
+// order: after the swap when decoding, before it when encoding.
+template <bool kSwap, bool kDecode>
+size_t CopyUnitBlocks(unsigned char* dst, const unsigned char* src, size_t n) {
+  const __m128i mask = _mm_set1_epi16(static_cast<short>(0xF800));
+  const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
   size_t k = 0;
-  for (; k + 2 <= n; k += 2) {
+  for (; k + 16 <= n; k += 16) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + k));
+    const __m128i w = kSwap ? _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8)) : v;
+    const __m128i machine = kDecode ? w : v;
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(machine, mask), surrogate)) != 0) break;
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + k), w);
+  }
+  return k;
+}
+
+// Eight 32-bit values to eight 16-bit units per step, while every value is
+// below U+10000 and outside the surrogate range.
+template <bool kSwap>
+size_t NarrowValueBlocks(unsigned char* dst, const unsigned char* src, size_t values) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i mask = _mm_set1_epi32(0xF800);
+  const __m128i surrogate = _mm_set1_epi32(0xD800);
+  const __m128i bias32 = _mm_set1_epi32(0x8000);
+  const __m128i bias16 = _mm_set1_epi16(static_cast<short>(0x8000));
+  auto load = [](const unsigned char* p) {
+    __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    if (kSwap) {
+      v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));    // bytes in each half
+      v = _mm_or_si128(_mm_slli_epi32(v, 16), _mm_srli_epi32(v, 16));  // the halves
+    }
+    return v;
+  };
+  size_t k = 0;
+  for (; k + 8 <= values; k += 8) {
+    const __m128i a = load(src + 4 * k), b = load(src + 4 * k + 16);
+    const __m128i wide = _mm_or_si128(_mm_srli_epi32(a, 16), _mm_srli_epi32(b, 16));
+    const __m128i sa = _mm_cmpeq_epi32(_mm_and_si128(a, mask), surrogate);
+    const __m128i sb = _mm_cmpeq_epi32(_mm_and_si128(b, mask), surrogate);
+    if (_mm_movemask_epi8(_mm_cmpeq_epi32(wide, zero)) != 0xFFFF ||
+        _mm_movemask_epi8(_mm_or_si128(sa, sb)) != 0)
+      break;
+    // Values below 0x10000 pack exactly as signed 16-bit values once biased.
+    const __m128i packed = _mm_packs_epi32(_mm_sub_epi32(a, bias32), _mm_sub_epi32(b, bias32));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * k), _mm_xor_si128(packed, bias16));
+  }
+  return k;
+}
+
+// Eight 16-bit units to eight 32-bit values per step, while no unit is a
+// surrogate.
+template <bool kSwap>
+size_t WidenUnitBlocks(unsigned char* dst, const unsigned char* src, size_t units) {
+  const __m128i zero = _mm_setzero_si128();
+  const __m128i mask = _mm_set1_epi16(static_cast<short>(0xF800));
+  const __m128i surrogate = _mm_set1_epi16(static_cast<short>(0xD800));
+  auto store = [](unsigned char* p, __m128i v) {
+    if (kSwap) {
+      v = _mm_or_si128(_mm_slli_epi16(v, 8), _mm_srli_epi16(v, 8));
+      v = _mm_or_si128(_mm_slli_epi32(v, 16), _mm_srli_epi32(v, 16));
+    }
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v);
+  };
+  size_t k = 0;
+  for (; k + 8 <= units; k += 8) {
+    const __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * k));
+    if (_mm_movemask_epi8(_mm_cmpeq_epi16(_mm_and_si128(v, mask), surrogate)) != 0) break;
+    store(dst + 4 * k, _mm_unpacklo_epi16(v, zero));
+    store(dst + 4 * k + 16, _mm_unpackhi_epi16(v, zero));
+  }
+  return k;
+}
+#endif
+
+Moved DecodeRun16(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
+                  bool little) {
+  n = std::min(n, room) & ~size_t{1};
+  size_t k = 0;
+#if defined(__SSE2__)
+  k = little == kLittleMachine ? CopyUnitBlocks<false, true>(dst, src, n)
+                               : CopyUnitBlocks<true, true>(dst, src, n);
+#endif
+  for (; k < n; k += 2) {
     const uint32_t u = Load16(src + k, little);
     if ((u & 0xF800) == 0xD800) break;
     nls::StoreUnit16(dst + k, static_cast<uint16_t>(u));
   }
-  return k;
+  return {k, k};
 }
 
-size_t EncodeRun(unsigned char* dst, const unsigned char* src, size_t n, bool little) {
+Moved EncodeRun16(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
+                  bool little) {
+  n = std::min(n, room) & ~size_t{1};
   size_t k = 0;
-  for (; k + 2 <= n; k += 2) {
+#if defined(__SSE2__)
+  k = little == kLittleMachine ? CopyUnitBlocks<false, false>(dst, src, n)
+                               : CopyUnitBlocks<true, false>(dst, src, n);
+#endif
+  for (; k < n; k += 2) {
     const uint32_t u = nls::LoadUnit16(src + k);
     if ((u & 0xF800) == 0xD800) break;
     Store16(dst + k, u, little);
   }
-  return k;
+  return {k, k};
 }
 
-// Alternates runs and single steps of `codecFunction` (called with
-// NLS_CODEC_ONE) until the input ends or a step stops.
+Moved DecodeRun32(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
+                  bool little) {
+  const size_t values = std::min(n / 4, room / 2);
+  size_t k = 0;
+#if defined(__SSE2__)
+  k = little == kLittleMachine ? NarrowValueBlocks<false>(dst, src, values)
+                               : NarrowValueBlocks<true>(dst, src, values);
+#endif
+  for (; k < values; ++k) {
+    const uint32_t v = Load32(src + 4 * k, little);
+    if (v >= 0x10000 || (v & 0xF800) == 0xD800) break;
+    nls::StoreUnit16(dst + 2 * k, static_cast<uint16_t>(v));
+  }
+  return {4 * k, 2 * k};
+}
+
+Moved EncodeRun32(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
+                  bool little) {
+  const size_t units = std::min(n / 2, room / 4);
+  size_t k = 0;
+#if defined(__SSE2__)
+  k = little == kLittleMachine ? WidenUnitBlocks<false>(dst, src, units)
+                               : WidenUnitBlocks<true>(dst, src, units);
+#endif
+  for (; k < units; ++k) {
+    const uint32_t u = nls::LoadUnit16(src + 2 * k);
+    if ((u & 0xF800) == 0xD800) break;
+    Store32(dst + 4 * k, u, little);
+  }
+  return {2 * k, 4 * k};
+}
+
+// Alternates runs and single steps of `step` (called with NLS_CODEC_ONE)
+// until the input ends or a step stops.
 template <class Run>
 int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, Run&& run,
              NLS_CodecFunction step) {
   size_t in = 0, out = 0;
   int result = NLS_CODEC_DONE;
   for (;;) {
-    const size_t n = std::min(call->srcLen - in, call->dstSize - out);
-    const size_t moved = run(call->dst + out, call->src + in, n);
-    in += moved;
-    out += moved;
+    const Moved moved =
+        run(call->dst + out, call->dstSize - out, call->src + in, call->srcLen - in);
+    in += moved.in;
+    out += moved.out;
     if (in == call->srcLen) break;
     NLS_CodecCall one{call->src + in,
                       call->srcLen - in,
@@ -201,8 +331,8 @@ int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* ca
   const bool little = form.order == UnicodeForm::kLittleEndian;
   return WithRuns(
       codec, state, call,
-      [little](unsigned char* d, const unsigned char* s, size_t n) {
-        return DecodeRun(d, s, n, little);
+      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
+        return DecodeRun16(d, room, s, n, little);
       },
       Utf16DecodeSteps);
 }
@@ -214,13 +344,15 @@ int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* ca
   const bool little = EncodesLittle(form);
   return WithRuns(
       codec, state, call,
-      [little](unsigned char* d, const unsigned char* s, size_t n) {
-        return EncodeRun(d, s, n, little);
+      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
+        return EncodeRun16(d, room, s, n, little);
       },
       Utf16EncodeSteps);
 }
 
-int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+namespace {
+
+int Utf32DecodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const UnicodeForm& form = FormOf(codec);
   return nls::codec::DecodeLoop<false>(
       state, call, [&form](const unsigned char* s, size_t n, NLS_CodecState& st) -> Decoded {
@@ -244,7 +376,7 @@ int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* ca
       });
 }
 
-int Utf32Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+int Utf32EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const UnicodeForm& form = FormOf(codec);
   const bool little = EncodesLittle(form);
   return nls::codec::EncodeLoop<false>(
@@ -260,6 +392,34 @@ int Utf32Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* ca
         return nls::codec::Wrote(n + 4);
       },
       [](unsigned char*, NLS_CodecState&) -> unsigned { return 0; });
+}
+
+}  // namespace
+
+int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return Utf32DecodeSteps(codec, state, call);
+  const bool little = form.order == UnicodeForm::kLittleEndian;
+  return WithRuns(
+      codec, state, call,
+      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
+        return DecodeRun32(d, room, s, n, little);
+      },
+      Utf32DecodeSteps);
+}
+
+int Utf32Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return Utf32EncodeSteps(codec, state, call);
+  const bool little = EncodesLittle(form);
+  return WithRuns(
+      codec, state, call,
+      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
+        return EncodeRun32(d, room, s, n, little);
+      },
+      Utf32EncodeSteps);
 }
 
 int Cesu8Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {

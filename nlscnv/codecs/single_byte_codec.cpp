@@ -1,11 +1,72 @@
 // The generic single-byte codec (nlscnv/single_byte.h): a table lookup per
 // byte in each direction, with the ASCII runs of encodings that keep ASCII.
+// Both directions take eight characters per step (a run of ASCII to the
+// wide copy, anything else through the table) while none of them needs a
+// decision; a step that meets one leaves the next characters to the loop of
+// one character at a time, which goes back to steps of eight at the next
+// multiple of eight.
+#include <cstring>
+
 #include "nlscnv/single_byte.h"
 
 namespace {
 
 const NLS_SingleByteTable& TableOf(const NLS_Codec* codec) {
   return *static_cast<const NLS_SingleByteTable*>(codec->data);
+}
+
+uint64_t Load64(const unsigned char* p) {
+  uint64_t v;
+  std::memcpy(&v, p, sizeof v);
+  return v;
+}
+
+// Bytes [i, n) of src, eight at a time, until fewer than eight are left or
+// a step meets an undefined byte. Returns the new i.
+size_t DecodeSteps(const NLS_SingleByteTable& table, const unsigned char* src, unsigned char* dst,
+                   size_t i, size_t n) {
+  const uint16_t* map = table.toUnicode;
+  while (n - i >= 8) {
+    if (table.asciiIdentity && (Load64(src + i) & 0x8080808080808080u) == 0) {
+      i += NLS_WidenAscii(dst + 2 * i, src + i, n - i);
+      continue;
+    }
+    uint16_t c[8];
+    unsigned undefined = 0;
+    for (int k = 0; k < 8; ++k) {
+      c[k] = map[src[i + k]];
+      undefined |= c[k] == NLS_SINGLE_BYTE_UNDEFINED;
+    }
+    if (undefined) break;
+    std::memcpy(dst + 2 * i, c, sizeof c);
+    i += 8;
+  }
+  return i;
+}
+
+// Units [i, n) of src, eight at a time, until fewer than eight are left or a
+// step meets a character without a byte (or U+0000, or a surrogate). Returns
+// the new i.
+size_t EncodeSteps(const NLS_SingleByteTable& table, const unsigned char* src, unsigned char* dst,
+                   size_t i, size_t n) {
+  while (n - i >= 8) {
+    if (table.asciiIdentity &&
+        ((Load64(src + 2 * i) | Load64(src + 2 * i + 8)) & 0xFF80FF80FF80FF80u) == 0) {
+      i += NLS_NarrowAscii(dst + i, src + 2 * i, n - i);
+      continue;
+    }
+    uint8_t b[8];
+    unsigned missing = 0;
+    for (int k = 0; k < 8; ++k) {
+      const uint16_t c = nls::LoadUnit16(src + 2 * (i + k));
+      b[k] = table.pages[table.pageOf[c >> 8]][c & 0xFF];
+      missing |= b[k] == 0;
+    }
+    if (missing) break;
+    std::memcpy(dst + i, b, sizeof b);
+    i += 8;
+  }
+  return i;
 }
 
 }  // namespace
@@ -20,7 +81,7 @@ int NLS_SingleByteDecode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall*
   const size_t room = call->dstSize / 2;
   const size_t n = srcLen < room ? srcLen : room;
   const bool one = (call->flags & NLS_CODEC_ONE) != 0;
-  size_t i = 0;
+  size_t i = one ? 0 : DecodeSteps(table, src, dst, 0, n);
   int result = NLS_CODEC_DONE;
   while (i < n) {
     if (table.asciiIdentity && !one && src[i] < 0x80) {
@@ -37,6 +98,7 @@ int NLS_SingleByteDecode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall*
     nls::StoreUnit16(dst + 2 * i, c);
     ++i;
     if (one) break;
+    if (i % 8 == 0) i = DecodeSteps(table, src, dst, i, n);
   }
   if (result == NLS_CODEC_DONE && i < srcLen && !(one && i > 0)) result = NLS_CODEC_OUTPUT_FULL;
   call->srcUsed = i;
@@ -57,6 +119,7 @@ int NLS_SingleByteEncode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall*
     call->srcUsed = call->dstLen = 0;
     return NLS_CODEC_DONE;
   }
+  if (!one) i = EncodeSteps(table, src, dst, 0, n);
   while (i < n) {
     if (table.asciiIdentity && !one) {
       i += NLS_NarrowAscii(dst + i, src + 2 * i, n - i);
@@ -85,6 +148,7 @@ int NLS_SingleByteEncode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall*
     dst[i] = b;
     ++i;
     if (one) break;
+    if (i % 8 == 0) i = EncodeSteps(table, src, dst, i, n);
   }
   if (result == NLS_CODEC_DONE && !(one && i > 0)) {
     if (i < units)

@@ -102,7 +102,56 @@ const std::map<std::string, std::string> kHostNames = {
     {"ucs_2_be", "UNICODEBIG"},
     {"ucs_2_le", "ucs-2le"},
     {"cesu_8", "cesu8"},
+    // The single-byte codec libraries' samples are named by canonical name.
+    {"IBM037", "ebcdic-cp-us"},
+    {"IBM273", "CP273"},
+    {"IBM424", "ebcdic-cp-he"},
+    {"IBM500", "csIBM500"},
+    {"IBM875", "cp875"},
+    {"IBM1026", "IBM1026"},
+    {"IBM01140", "ebcdic-us-37+euro"},
+    {"IBM737", "cp737"},
+    {"IBM775", "csPC775Baltic"},
+    {"IBM852", "852"},
+    {"IBM855", "cp855"},
+    {"IBM857", "IBM857"},
+    {"IBM00858", "PC-Multilingual-850+euro"},
+    {"IBM860", "cp860"},
+    {"IBM861", "cp-is"},
+    {"IBM863", "863"},
+    {"IBM865", "csIBM865"},
+    {"IBM869", "cp-gr"},
+    {"IBM1125", "ruscii"},
+    {"x-mac-ce", "maccentraleurope"},
+    {"x-mac-croatian", "mac_croatian"},
+    {"x-mac-cyrillic", "maccyrillic"},
+    {"x-mac-greek", "x-mac-greek"},
+    {"x-mac-iceland", "mac-is"},
+    {"x-mac-romanian", "macromania"},
+    {"x-mac-turkish", "macturkish"},
+    {"IBM720", "cp720"},
+    {"IBM856", "856"},
+    {"IBM862", "csPC862LatinHebrew"},
+    {"IBM864", "cp864"},
+    {"IBM1006", "cp1006"},
+    {"x-mac-arabic", "mac_arabic"},
+    {"x-mac-farsi", "x-mac-farsi"},
+    {"ISO-8859-8-I", "csISO88598I"},
+    {"windows-874", "ms874"},
+    {"TIS-620", "tis620"},
+    {"KOI8-T", "koi8t"},
+    {"KZ-1048", "RK1048"},
+    {"PTCP154", "PT154"},
+    {"hp-roman8", "roman8"},
+    {"x-user-defined", "X-USER-DEFINED"},
 };
+
+// The EBCDIC encodings write "A" as 0xC1; every other one as 0x41.
+bool IsEbcdic(const std::string& name) {
+  for (const char* e : {"IBM037", "IBM273", "IBM424", "IBM500", "IBM875", "IBM1026", "IBM01140"})
+    if (name == e) return true;
+  return false;
+}
 
 class ConverterLibraries : public ::testing::Test {
  protected:
@@ -170,7 +219,8 @@ TEST_F(ConverterLibraries, EveryRecordCreatesAConverterOfItsDirection) {
     NLS_ConverterHandle h = nullptr;
     ASSERT_EQ(NLS_NewEncodingConverter(r[0].c_str(), r[1].c_str(), &h), 1) << r[0] << " " << r[1];
     const bool toUcs2 = r[1] == "ISO-10646-UCS-2";
-    // "A" in the encoding: one byte, but for the Unicode forms of more.
+    // "A" in the encoding: one byte (0xC1 in EBCDIC), but for the Unicode
+    // forms of more.
     const std::string& name = toUcs2 ? r[0] : r[1];
     const std::map<std::string, Bytes> forms = {{"UTF-16", {0xFF, 0xFE, 'A', 0}},
                                                 {"UTF-16LE", {'A', 0}},
@@ -180,7 +230,9 @@ TEST_F(ConverterLibraries, EveryRecordCreatesAConverterOfItsDirection) {
                                                 {"UTF-32LE", {'A', 0, 0, 0}},
                                                 {"UTF-32BE", {0, 0, 0, 'A'}},
                                                 {"UTF-32", {0xFF, 0xFE, 0, 0, 'A', 0, 0, 0}}};
-    Bytes encodedA = forms.count(name) ? forms.at(name) : Bytes{'A'};
+    Bytes encodedA = forms.count(name)
+                         ? forms.at(name)
+                         : Bytes{static_cast<unsigned char>(IsEbcdic(name) ? 0xC1 : 'A')};
     const Bytes in = toUcs2 ? encodedA : ucs2A;
     // Room for a character and what a stateful encoder writes around it
     // (ISO-2022-KR: the header, a shift, the end of the text).
@@ -238,6 +290,14 @@ TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
       {"koi8r", "KOI8-R"},
       {"cp866", "IBM866"},
       {"latin1", "ISO_8859-1:1987"},  // built in, unchanged
+      {"ebcdic-cp-ca", "IBM037"},
+      {"CP01140", "IBM01140"},
+      {"IBM858", "IBM00858"},
+      {"cp874", "windows-874"},
+      {"TIS-620-2529", "TIS-620"},
+      {"cyrillic-asian", "PTCP154"},
+      {"ISO_8859-8-I", "ISO-8859-8-I"},
+      {"ISO_8859-8", "ISO_8859-8:1988"},  // visual order stays apart
   };
   for (const auto& [alias, canonical] : spellings)
     EXPECT_STREQ(NLS_GetNormalizedEncodingName(alias), canonical) << alias;
@@ -250,6 +310,9 @@ TEST_F(ConverterLibraries, CommonSpellingsAndJavaNames) {
   EXPECT_STREQ(NLS_GetJavaEncodingName("Big5-HKSCS"), "Big5_HKSCS");
   EXPECT_STREQ(NLS_GetEncodingNameFromJava("x-windows-949"), "windows-949");
   EXPECT_EQ(NLS_GetJavaEncodingName("ISO-8859-10"), nullptr);  // Java has none
+  EXPECT_STREQ(NLS_GetJavaEncodingName("IBM01140"), "Cp1140");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("x-MacCentralEurope"), "x-mac-ce");
+  EXPECT_STREQ(NLS_GetEncodingNameFromJava("MS874"), "windows-874");
 }
 
 TEST_F(ConverterLibraries, DetectedJapaneseEncodingsConvert) {

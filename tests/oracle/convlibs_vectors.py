@@ -15,16 +15,24 @@ End-to-end samples:
       encoding><u32 k><the same text in UTF-8>: per encoding, words of ASCII
       and lines of random characters that the codec encodes and decodes back
       to themselves, and that the library maps as the codec does (one record
-      per codec, the CJK and Unicode libraries' included).
+      per codec, the CJK and Unicode libraries' included; the encodings of the
+      single-byte codec libraries under their canonical names).
 
 Zero bytes are left out of every input: a 0 byte ends the input of the table
 engine, which the tests check on their own. The CJK encodings are compared
 with Python's codecs, glibc and ICU by the differential tests (tests/strict/).
 """
 import codecs
+import os
 import random
 import struct
 import sys
+
+import strict_vectors  # noqa: F401 (registers the oracle's x_user_defined codec)
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(
+    os.path.abspath(__file__)))), "libs", "gen"))
+import single_byte_encodings  # noqa: E402
 
 SINGLE_BYTE = [
     "cp1250", "cp1251", "cp1252", "cp1253", "cp1254", "cp1255", "cp1256", "cp1257", "cp1258",
@@ -70,6 +78,19 @@ def one_byte_replace(err):
 codecs.register_error("convlibs_one_byte", one_byte_replace)
 
 
+def first_byte_encoder(codec):
+    """A single-byte codec's encoder that writes, for a character several
+    bytes decode as, the first of them (as glibc, ICU and this library do;
+    Python's encoders write the last)."""
+    table = {}
+    for b in range(256):
+        try:
+            table.setdefault(bytes([b]).decode(codec), bytes([b]))
+        except UnicodeDecodeError:
+            pass
+    return lambda text: b"".join(table[ch] for ch in text)
+
+
 def ucs2(text):
     return text.encode("utf-16-le")
 
@@ -96,9 +117,16 @@ def decode_inputs(codec):
 
 
 def samples(out_dir, rng):
+    # (what the test calls the sample, Python codec)
+    sampled = [(c, c)
+               for c in SINGLE_BYTE + MULTI_BYTE
+               + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"] + UNICODE]
+    sampled += [(e.name, e.codec) for e in single_byte_encodings.ENCODINGS]
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
-        for key in SINGLE_BYTE + MULTI_BYTE + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"] + UNICODE:
+        for label, key in sampled:
             codec = UNICODE_BMP.get(key, key)
+            single = key in SINGLE_BYTE or label != key
+            encode = first_byte_encoder(codec) if single else lambda text: text.encode(codec)
             chars = []
             for cp in range(0xA0, 0x10000):
                 try:
@@ -120,12 +148,12 @@ def samples(out_dir, rng):
                           for _ in range(6)]
                 lines.append(" ".join(words))
             text = "\n".join(lines) + "\n"
-            encoded = text.encode(codec)
+            encoded = encode(text)
             if key == "iso2022_kr":
                 # The header at the start of the text, where the library
                 # writes it (Python's codec writes it before the first SO).
                 encoded = HEADER_KR + encoded.replace(HEADER_KR, b"")
-            for block in (key.encode("ascii"), encoded, text.encode("utf-8")):
+            for block in (label.encode("ascii"), encoded, text.encode("utf-8")):
                 f.write(struct.pack("<I", len(block)) + block)
 
 

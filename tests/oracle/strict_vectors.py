@@ -155,6 +155,24 @@ def oracle_rows():
     return json.loads(out.stdout)
 
 
+# x-user-defined (libs/gen/single_byte_encodings.py) has no Python codec: bytes
+# 0x00-0x7F are ASCII, bytes 0x80-0xFF the characters U+F780-U+F7FF.
+X_USER_DEFINED = "".join(chr(b if b < 0x80 else 0xF700 + b) for b in range(256))
+X_USER_DEFINED_ENCODING = codecs.charmap_build(X_USER_DEFINED)
+
+
+def x_user_defined(name):
+    if name.replace("-", "_") != "x_user_defined":
+        return None
+    return codecs.CodecInfo(
+        name="x_user_defined",
+        encode=lambda text, errors="strict": codecs.charmap_encode(text, errors,
+                                                                   X_USER_DEFINED_ENCODING),
+        decode=lambda data, errors="strict": codecs.charmap_decode(data, errors, X_USER_DEFINED))
+
+
+codecs.register(x_user_defined)
+
 failures = []
 
 
@@ -182,6 +200,8 @@ def encodable(codec, excluded):
 
 
 def single_byte(codec):
+    if codecs.lookup(codec).name == "x_user_defined":
+        return True
     try:
         mod = __import__("encodings." + codecs.lookup(codec).name.replace("-", "_"),
                          fromlist=["x"])
@@ -261,7 +281,9 @@ def swapped(cases, width):
     return [b"".join(c[k:k + width][::-1] for k in range(0, len(c), width)) for c in cases]
 
 
-def bad_inputs(codec, leads, rng):
+def bad_inputs(codec, leads, rng, avoid=()):
+    """Ill-formed inputs; their valid parts keep clear of the bytes in `avoid`
+    (those a peer reads otherwise)."""
     cases = []
     name = codecs.lookup(codec).name
     if name == "utf-8":
@@ -277,9 +299,17 @@ def bad_inputs(codec, leads, rng):
             for c in (swapped(forms, width) if little else forms):
                 cases += [a + c + a, a + c]
     if single_byte(codec):
+        # Each undefined byte after a few characters, and after runs long
+        # enough for the steps of eight of the single-byte codec (ASCII and
+        # defined bytes of all kinds mixed).
+        defined = [b for b in range(0x20, 256)
+                   if decodes(bytes([b]), codec) is not None and b not in avoid]
+        mixed = bytes(defined[k * 37 % len(defined)] for k in range(24))
         for b in range(256):
             if decodes(bytes([b]), codec) is None:
                 cases.append(b"ab" + bytes([b]) + b"cd")
+                cases.append(mixed[:9 + b % 8] + bytes([b]) + mixed)
+                cases.append(b"abcdefghijklmnopqrstuvw"[:8 + b % 16] + bytes([b]))
         return cases
     for lead in sorted(leads):
         for trail in (0x00, 0x0A, 0x20, 0x30, 0x41, 0x7F, 0x80, 0xA0, 0xFF):
@@ -378,7 +408,9 @@ def main(out_dir):
                 write_record(out, b"valid", valid)
                 write_record(out, b"validlengths", bytes(len(s) for s in seqs))
                 write_record(out, b"validtext", valid.decode(codec).encode("utf-16-le"))
-            write_bad(out, bad_inputs(codec, leads, rng), codec, excluded_bytes)
+            avoid = {bytes.fromhex(b)[0] for d in row["differences"].values()
+                     for b in d["bytes"] if len(b) == 2}
+            write_bad(out, bad_inputs(codec, leads, rng, avoid), codec, excluded_bytes)
     with open(os.path.join(strict_dir, "encodings.txt"), "w") as f:
         f.write("\n".join(lines) + "\n")
 

@@ -186,16 +186,20 @@ TEST_P(GlibcIconv, AgreesOnWhereInputIsInvalid) {
 }
 
 TEST_P(GlibcIconv, AgreesOnCharactersTheTargetLacks) {
-  // A sample of characters around the encoding's repertoire: each one alone
-  // after "a", so that both stop at the same place or convert the same.
+  // A sample of characters around the encoding's repertoire: each one after
+  // a run of 1 to 19 "a", so that both stop at the same place or convert the
+  // same (also inside an encoder's steps over several characters).
   const EncodingCase& e = c();
   const std::set<uint32_t>& differing =
       e.differingChars.count("glibc") ? e.differingChars.at("glibc") : std::set<uint32_t>{};
   int mismatches = 0;
+  size_t run = 0;
   for (uint32_t cp : {0x00A0u, 0x00E9u, 0x0100u, 0x0410u, 0x05D0u, 0x0E01u, 0x20ACu, 0x2122u,
                       0x3042u, 0x4E00u, 0xAC00u, 0xFF5Eu, 0x1F600u, 0x20000u}) {
     if (differing.count(cp)) continue;
-    Bytes text = {'a', 0};
+    Bytes text;
+    run = run % 19 + 1;
+    for (size_t k = 0; k < run; ++k) text.insert(text.end(), {'a', 0});
     if (cp < 0x10000) {
       text.insert(text.end(),
                   {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
@@ -303,6 +307,44 @@ TEST_P(Streaming, AnyCutAndOutputSizeGiveTheWholeResult) {
                              << ": " << Describe(d) << " vs " << Describe(back);
     }
   }
+}
+
+// Damaged input (the sample with a few bytes or units overwritten at random
+// places): the whole input and the same input in pieces stop at the same
+// place with the same output. This holds the fast runs of every codec to
+// its step-by-step form, which pieces of one byte use.
+TEST_P(Streaming, DamagedInputStopsAtTheSamePlaceInPieces) {
+  const Bytes text = SampleText(c());
+  const Bytes encoded = Convert(Ours(), name(), kPivot, text).output;
+  std::mt19937 rng(11);
+  int mismatches = 0;
+  for (int round = 0; round < 24; ++round) {
+    Bytes bytes = encoded, units = text;
+    for (int k = 0; k < 3; ++k) {
+      if (!bytes.empty()) bytes[rng() % bytes.size()] = static_cast<unsigned char>(rng());
+      // A lone surrogate or a value above the text's repertoire.
+      if (units.size() >= 2) {
+        const size_t at = (rng() % (units.size() / 2)) * 2;
+        const uint16_t u = round % 2 ? static_cast<uint16_t>(0xD800 + rng() % 0x800)
+                                     : static_cast<uint16_t>(rng());
+        units[at] = static_cast<unsigned char>(u);
+        units[at + 1] = static_cast<unsigned char>(u >> 8);
+      }
+    }
+    const std::vector<size_t> pieces = {1 + rng() % 3, 1 + rng() % 40};
+    const size_t chunk = 1 + rng() % 24;
+    const Outcome decoded = Convert(Ours(), kPivot, name(), bytes);
+    const Outcome decodedInPieces = Convert(Ours(), kPivot, name(), bytes, pieces, chunk);
+    const Outcome encodedWhole = Convert(Ours(), name(), kPivot, units);
+    const Outcome encodedInPieces = Convert(Ours(), name(), kPivot, units, pieces, chunk);
+    if (!(decoded == decodedInPieces) && ++mismatches <= 3)
+      ADD_FAILURE() << "decoding round " << round << ": whole " << Describe(decoded)
+                    << "; in pieces " << Describe(decodedInPieces);
+    if (!(encodedWhole == encodedInPieces) && ++mismatches <= 3)
+      ADD_FAILURE() << "encoding round " << round << ": whole " << Describe(encodedWhole)
+                    << "; in pieces " << Describe(encodedInPieces);
+  }
+  EXPECT_EQ(mismatches, 0);
 }
 
 INSTANTIATE_TEST_SUITE_P(Encodings, Streaming, ::testing::ValuesIn(EncodingNames()), Tag);
