@@ -43,6 +43,45 @@ def table_source(ident, to_unicode, from_unicode=None, static=True):
     return "".join(out)
 
 
+def from_codec(codec, label):
+    """(byte -> character or None, character -> byte) of a Python codec:
+    each byte as the codec decodes it alone; each character as the first
+    byte that decodes as it."""
+    to = []
+    for b in range(256):
+        try:
+            text = bytes([b]).decode(codec)
+        except UnicodeDecodeError:
+            text = None
+        assert text is None or (len(text) == 1 and ord(text) < 0xFFFD), (label, b)
+        to.append(None if text is None else ord(text))
+    return to, first_bytes(to)
+
+
+def first_bytes(to_unicode):
+    """Character -> the first byte that decodes as it."""
+    frm = {}
+    for b, c in enumerate(to_unicode):
+        if c is not None:
+            frm.setdefault(c, b)
+    return frm
+
+
+def codec_list_source(namespace, entries):
+    """The codec list of a library (`kCodecs`, ended by a null name) and its
+    NLS_CodecList30. entries: (canonical name, table identifier,
+    properties)."""
+    out = ["const NLS_Codec kCodecs[] = {\n"]
+    for name, ident, props in entries:
+        out.append(f"    {{\"{name}\", NLS_SingleByteDecode, NLS_SingleByteEncode, &{ident}, 1,\n"
+                   f"     {props}}},\n")
+    out.append("    {nullptr, nullptr, nullptr, nullptr, 0, 0},\n};\n\n")
+    out.append(f"}}  // namespace\n}}  // namespace {namespace}\n\nusing {namespace}::kCodecs;\n\n"
+               "extern \"C\" {\n\n"
+               "NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) { return kCodecs; }\n\n")
+    return "".join(out)
+
+
 def rows(values, per_row, fmt):
     return ["    " + ", ".join(fmt.format(v) for v in values[i:i + per_row]) + ",\n"
             for i in range(0, len(values), per_row)]

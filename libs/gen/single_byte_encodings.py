@@ -195,19 +195,8 @@ def mapping(enc):
     """(byte -> character or None, character -> byte) of an encoding."""
     if enc.codec == "x_user_defined":
         to = x_user_defined_to_unicode()
-        return to, {c: b for b, c in enumerate(to)}
-    to = []
-    for b in range(256):
-        try:
-            text = bytes([b]).decode(enc.codec)
-        except UnicodeDecodeError:
-            text = None
-        assert text is None or (len(text) == 1 and ord(text) < 0xFFFD), (enc.name, b)
-        to.append(None if text is None else ord(text))
-    frm = {}
-    for b, c in enumerate(to):
-        if c is not None:
-            frm.setdefault(c, b)
+        return to, single_byte.first_bytes(to)
+    to, frm = single_byte.from_codec(enc.codec, enc.name)
     # The codec's encoder writes every byte's character, and only those.
     assert set(python_encoder(enc)) == set(frm), enc.name
     return to, frm
@@ -264,14 +253,8 @@ def library_source(lib):
         to, frm = mapping(e)
         c.append(f"// {e.name}\n")
         c.append(single_byte.table_source(e.ident, to, frm) + "\n")
-    c.append("const NLS_Codec kCodecs[] = {\n")
-    for e in encs:
-        c.append(f"    {{\"{e.name}\", NLS_SingleByteDecode, NLS_SingleByteEncode, &{e.ident}, 1,\n"
-                 f"     {properties(mapping(e)[0])}}},\n")
-    c.append("    {nullptr, nullptr, nullptr, nullptr, 0, 0},\n};\n\n")
-    c.append(f"}}  // namespace\n}}  // namespace nls_{lib}\n\nusing nls_{lib}::kCodecs;\n\n"
-             "extern \"C\" {\n\n"
-             "NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) { return kCodecs; }\n\n")
+    c.append(single_byte.codec_list_source(
+        f"nls_{lib}", [(e.name, e.ident, properties(mapping(e)[0])) for e in encs]))
     for i, e in enumerate(encs):
         for factory, src, dst, direction in ((e.to_factory, e.name, PIVOT, 0),
                                              (e.from_factory, PIVOT, e.name, 1)):

@@ -522,23 +522,6 @@ GLIBC_NAMES = {codec: name for codec, name in (
 GLIBC_NAMES["cp1255"] = GLIBC_NAMES["cp1258"] = None
 
 
-def codec_mapping(enc):
-    """(byte -> character or None, character -> byte) for the codec."""
-    to = []
-    for b in range(256):
-        try:
-            text = bytes([b]).decode(enc.codec)
-        except UnicodeDecodeError:
-            text = None
-        assert text is None or len(text) == 1, (enc.name, b)
-        to.append(None if text is None else ord(text))
-    frm = {}
-    for b, c in enumerate(to):
-        if c is not None:
-            frm.setdefault(c, b)
-    return to, frm
-
-
 def ident(enc):
     return "k" + enc.stem.capitalize() + "Codec"
 
@@ -550,16 +533,12 @@ def codecs_source(lib, encodings, version):
          "#include \"nlscnv/single_byte.h\"\n\n",
          f"namespace nls_{lib} {{\nnamespace {{\n\n"]
     for enc in encodings:
-        to, frm = codec_mapping(enc)
+        to, frm = single_byte.from_codec(enc.codec, enc.name)
         c.append(f"// {enc.name}\n" + single_byte.table_source(ident(enc), to, frm) + "\n")
-    c.append("const NLS_Codec kCodecs[] = {\n")
-    for enc in encodings:
-        c.append(f"    {{\"{enc.name}\", NLS_SingleByteDecode, NLS_SingleByteEncode, &{ident(enc)}, 1,\n"
-                 "     NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},\n")
-    c.append("    {nullptr, nullptr, nullptr, nullptr, 0, 0},\n};\n\n")
-    c.append(f"}}  // namespace\n}}  // namespace nls_{lib}\n\n"
-             "extern \"C\" NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) {\n"
-             f"  return nls_{lib}::kCodecs;\n}}\n")
+    c.append(single_byte.codec_list_source(
+        f"nls_{lib}", [(e.name, ident(e), "NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER")
+                       for e in encodings]))
+    c.append("}  // extern \"C\"\n")
     return "".join(c)
 
 

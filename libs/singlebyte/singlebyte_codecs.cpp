@@ -3870,6 +3870,10 @@ const NLS_Codec kCodecs[] = {
 }  // namespace
 }  // namespace nls_singlebyte
 
-extern "C" NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) {
-  return nls_singlebyte::kCodecs;
-}
+using nls_singlebyte::kCodecs;
+
+extern "C" {
+
+NLS_EXPORT const NLS_Codec* NLS_CodecList30(void) { return kCodecs; }
+
+}  // extern "C"
