@@ -200,15 +200,7 @@ TEST_P(GlibcIconv, AgreesOnCharactersTheTargetLacks) {
     Bytes text;
     run = run % 19 + 1;
     for (size_t k = 0; k < run; ++k) text.insert(text.end(), {'a', 0});
-    if (cp < 0x10000) {
-      text.insert(text.end(),
-                  {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
-    } else {
-      const uint32_t hi = 0xD800 + ((cp - 0x10000) >> 10), lo = 0xDC00 + ((cp - 0x10000) & 0x3FF);
-      text.insert(text.end(),
-                  {static_cast<unsigned char>(hi), static_cast<unsigned char>(hi >> 8),
-                   static_cast<unsigned char>(lo), static_cast<unsigned char>(lo >> 8)});
-    }
+    AppendUtf16(&text, cp);
     const Outcome ours = Convert(Ours(), name(), kPivot, text);
     const Outcome theirs = Convert(Glibc(), e.glibc.c_str(), "UTF-16LE", text);
     if (!(ours == theirs) && ++mismatches <= 5)
@@ -241,13 +233,7 @@ Bytes RoundTripped(const EncodingCase& e, const Bytes& text) {
   for (uint32_t cp : CodePoints(text)) {
     const auto it = back.find(cp);
     if (it != back.end()) cp = it->second;
-    if (cp >= 0x10000) {
-      const uint32_t hi = 0xD800 + ((cp - 0x10000) >> 10), lo = 0xDC00 + ((cp - 0x10000) & 0x3FF);
-      out.insert(out.end(), {static_cast<unsigned char>(hi), static_cast<unsigned char>(hi >> 8),
-                             static_cast<unsigned char>(lo), static_cast<unsigned char>(lo >> 8)});
-    } else {
-      out.insert(out.end(), {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
-    }
+    AppendUtf16(&out, cp);
   }
   return out;
 }
@@ -266,15 +252,7 @@ Bytes SampleText(const EncodingCase& e) {
       const uint32_t cp = cps[i];
       // ASCII between the others, as in real text.
       if (rng() % 3 == 0) out.insert(out.end(), {static_cast<unsigned char>('a' + rng() % 26), 0});
-      if (cp < 0x10000) {
-        out.insert(out.end(),
-                   {static_cast<unsigned char>(cp), static_cast<unsigned char>(cp >> 8)});
-      } else {
-        const uint32_t hi = 0xD800 + ((cp - 0x10000) >> 10), lo = 0xDC00 + ((cp - 0x10000) & 0x3FF);
-        out.insert(out.end(),
-                   {static_cast<unsigned char>(hi), static_cast<unsigned char>(hi >> 8),
-                    static_cast<unsigned char>(lo), static_cast<unsigned char>(lo >> 8)});
-      }
+      AppendUtf16(&out, cp);
     }
     return out;
   }

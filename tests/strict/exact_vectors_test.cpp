@@ -46,25 +46,12 @@ Bytes HexBytes(const std::string& field) {
   return out;
 }
 
-// Code points as pivot text (UTF-16 in the machine's order).
+// Code points as pivot text (UTF-16LE: the machine order of both targets).
 Bytes Pivot(const std::string& field) {
   Bytes out;
   std::stringstream in(field);
-  auto unit = [&out](uint32_t u) {
-    const uint16_t v = static_cast<uint16_t>(u);
-    const auto* p = reinterpret_cast<const unsigned char*>(&v);
-    out.insert(out.end(), p, p + 2);
-  };
-  for (std::string word; in >> word;) {
-    if (word == "-") continue;
-    const uint32_t cp = static_cast<uint32_t>(std::stoul(word, nullptr, 16));
-    if (cp >= 0x10000) {
-      unit(0xD800 + ((cp - 0x10000) >> 10));
-      unit(0xDC00 + ((cp - 0x10000) & 0x3FF));
-    } else {
-      unit(cp);
-    }
-  }
+  for (std::string word; in >> word;)
+    if (word != "-") AppendUtf16(&out, static_cast<uint32_t>(std::stoul(word, nullptr, 16)));
   return out;
 }
 

@@ -212,6 +212,19 @@ std::vector<uint32_t> CodePoints(const Bytes& utf16) {
   return out;
 }
 
+void AppendUtf16(Bytes* utf16, uint32_t cp) {
+  auto unit = [utf16](uint32_t u) {
+    utf16->insert(utf16->end(),
+                  {static_cast<unsigned char>(u), static_cast<unsigned char>(u >> 8)});
+  };
+  if (cp < 0x10000) {
+    unit(cp);
+  } else {
+    unit(0xD800 + ((cp - 0x10000) >> 10));
+    unit(0xDC00 + ((cp - 0x10000) & 0x3FF));
+  }
+}
+
 Bytes WithoutChars(const Bytes& utf16, const std::set<uint32_t>& drop) {
   Bytes out;
   for (size_t i = 0; i + 1 < utf16.size(); i += 2) {

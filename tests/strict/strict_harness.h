@@ -81,6 +81,8 @@ const EncodingCase& CaseOf(const std::string& name);
 Bytes WithoutChars(const Bytes& utf16, const std::set<uint32_t>& drop);
 // Code points of UTF-16LE text.
 std::vector<uint32_t> CodePoints(const Bytes& utf16);
+// Appends a code point to UTF-16LE text (a surrogate pair above U+FFFF).
+void AppendUtf16(Bytes* utf16, uint32_t cp);
 
 }  // namespace nls_test
 
