@@ -226,16 +226,23 @@ Moved EncodeRun32(unsigned char* dst, size_t room, const unsigned char* src, siz
   return {2 * k, 4 * k};
 }
 
-// Alternates runs and single steps of `step` (called with NLS_CODEC_ONE)
-// until the input ends or a step stops.
-template <class Run>
-int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, Run&& run,
+using RunFunction = Moved (*)(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
+                              bool little);
+
+// A fixed-order form alternates runs and single steps of `step` (called
+// with NLS_CODEC_ONE) until the input ends or a step stops; a form with a
+// mark, and a call for one character or a flush, takes the steps alone.
+int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, RunFunction run,
              NLS_CodecFunction step) {
+  const UnicodeForm& form = FormOf(codec);
+  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
+    return step(codec, state, call);
+  const bool little = form.order == UnicodeForm::kLittleEndian;
   size_t in = 0, out = 0;
   int result = NLS_CODEC_DONE;
   for (;;) {
     const Moved moved =
-        run(call->dst + out, call->dstSize - out, call->src + in, call->srcLen - in);
+        run(call->dst + out, call->dstSize - out, call->src + in, call->srcLen - in, little);
     in += moved.in;
     out += moved.out;
     if (in == call->srcLen) break;
@@ -325,29 +332,11 @@ int Utf16EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCal
 }  // namespace
 
 int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  const UnicodeForm& form = FormOf(codec);
-  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
-    return Utf16DecodeSteps(codec, state, call);
-  const bool little = form.order == UnicodeForm::kLittleEndian;
-  return WithRuns(
-      codec, state, call,
-      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
-        return DecodeRun16(d, room, s, n, little);
-      },
-      Utf16DecodeSteps);
+  return WithRuns(codec, state, call, DecodeRun16, Utf16DecodeSteps);
 }
 
 int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  const UnicodeForm& form = FormOf(codec);
-  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
-    return Utf16EncodeSteps(codec, state, call);
-  const bool little = EncodesLittle(form);
-  return WithRuns(
-      codec, state, call,
-      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
-        return EncodeRun16(d, room, s, n, little);
-      },
-      Utf16EncodeSteps);
+  return WithRuns(codec, state, call, EncodeRun16, Utf16EncodeSteps);
 }
 
 namespace {
@@ -397,29 +386,11 @@ int Utf32EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCal
 }  // namespace
 
 int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  const UnicodeForm& form = FormOf(codec);
-  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
-    return Utf32DecodeSteps(codec, state, call);
-  const bool little = form.order == UnicodeForm::kLittleEndian;
-  return WithRuns(
-      codec, state, call,
-      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
-        return DecodeRun32(d, room, s, n, little);
-      },
-      Utf32DecodeSteps);
+  return WithRuns(codec, state, call, DecodeRun32, Utf32DecodeSteps);
 }
 
 int Utf32Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  const UnicodeForm& form = FormOf(codec);
-  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
-    return Utf32EncodeSteps(codec, state, call);
-  const bool little = EncodesLittle(form);
-  return WithRuns(
-      codec, state, call,
-      [little](unsigned char* d, size_t room, const unsigned char* s, size_t n) {
-        return EncodeRun32(d, room, s, n, little);
-      },
-      Utf32EncodeSteps);
+  return WithRuns(codec, state, call, EncodeRun32, Utf32EncodeSteps);
 }
 
 int Cesu8Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
