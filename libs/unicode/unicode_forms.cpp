@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "unicode/unicode_runs.h"
+
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -162,13 +164,18 @@ size_t WidenUnitBlocks(unsigned char* dst, const unsigned char* src, size_t unit
 }
 #endif
 
-Moved DecodeRun16(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
-                  bool little) {
+Moved DecodeRun16(unsigned char* dst, size_t room, const unsigned char* src, size_t n, bool little,
+                  int level) {
+  static_cast<void>(level);  // no vector blocks in a build without SSE2
   n = std::min(n, room) & ~size_t{1};
   size_t k = 0;
+#if defined(NLS_UNICODE_HAVE_AVX2)
+  if (level >= 2) k = CopyUnitsAvx2(dst, src, n, little != kLittleMachine, true);
+#endif
 #if defined(__SSE2__)
-  k = little == kLittleMachine ? CopyUnitBlocks<false, true>(dst, src, n)
-                               : CopyUnitBlocks<true, true>(dst, src, n);
+  if (level >= 1)
+    k += little == kLittleMachine ? CopyUnitBlocks<false, true>(dst + k, src + k, n - k)
+                                  : CopyUnitBlocks<true, true>(dst + k, src + k, n - k);
 #endif
   for (; k < n; k += 2) {
     const uint32_t u = Load16(src + k, little);
@@ -178,13 +185,18 @@ Moved DecodeRun16(unsigned char* dst, size_t room, const unsigned char* src, siz
   return {k, k};
 }
 
-Moved EncodeRun16(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
-                  bool little) {
+Moved EncodeRun16(unsigned char* dst, size_t room, const unsigned char* src, size_t n, bool little,
+                  int level) {
+  static_cast<void>(level);  // no vector blocks in a build without SSE2
   n = std::min(n, room) & ~size_t{1};
   size_t k = 0;
+#if defined(NLS_UNICODE_HAVE_AVX2)
+  if (level >= 2) k = CopyUnitsAvx2(dst, src, n, little != kLittleMachine, false);
+#endif
 #if defined(__SSE2__)
-  k = little == kLittleMachine ? CopyUnitBlocks<false, false>(dst, src, n)
-                               : CopyUnitBlocks<true, false>(dst, src, n);
+  if (level >= 1)
+    k += little == kLittleMachine ? CopyUnitBlocks<false, false>(dst + k, src + k, n - k)
+                                  : CopyUnitBlocks<true, false>(dst + k, src + k, n - k);
 #endif
   for (; k < n; k += 2) {
     const uint32_t u = nls::LoadUnit16(src + k);
@@ -194,13 +206,18 @@ Moved EncodeRun16(unsigned char* dst, size_t room, const unsigned char* src, siz
   return {k, k};
 }
 
-Moved DecodeRun32(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
-                  bool little) {
+Moved DecodeRun32(unsigned char* dst, size_t room, const unsigned char* src, size_t n, bool little,
+                  int level) {
+  static_cast<void>(level);  // no vector blocks in a build without SSE2
   const size_t values = std::min(n / 4, room / 2);
   size_t k = 0;
+#if defined(NLS_UNICODE_HAVE_AVX2)
+  if (level >= 2) k = NarrowValuesAvx2(dst, src, values, little != kLittleMachine);
+#endif
 #if defined(__SSE2__)
-  k = little == kLittleMachine ? NarrowValueBlocks<false>(dst, src, values)
-                               : NarrowValueBlocks<true>(dst, src, values);
+  if (level >= 1)
+    k += little == kLittleMachine ? NarrowValueBlocks<false>(dst + 2 * k, src + 4 * k, values - k)
+                                  : NarrowValueBlocks<true>(dst + 2 * k, src + 4 * k, values - k);
 #endif
   for (; k < values; ++k) {
     const uint32_t v = Load32(src + 4 * k, little);
@@ -210,13 +227,18 @@ Moved DecodeRun32(unsigned char* dst, size_t room, const unsigned char* src, siz
   return {4 * k, 2 * k};
 }
 
-Moved EncodeRun32(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
-                  bool little) {
+Moved EncodeRun32(unsigned char* dst, size_t room, const unsigned char* src, size_t n, bool little,
+                  int level) {
+  static_cast<void>(level);  // no vector blocks in a build without SSE2
   const size_t units = std::min(n / 2, room / 4);
   size_t k = 0;
+#if defined(NLS_UNICODE_HAVE_AVX2)
+  if (level >= 2) k = WidenUnitsAvx2(dst, src, units, little != kLittleMachine);
+#endif
 #if defined(__SSE2__)
-  k = little == kLittleMachine ? WidenUnitBlocks<false>(dst, src, units)
-                               : WidenUnitBlocks<true>(dst, src, units);
+  if (level >= 1)
+    k += little == kLittleMachine ? WidenUnitBlocks<false>(dst + 4 * k, src + 2 * k, units - k)
+                                  : WidenUnitBlocks<true>(dst + 4 * k, src + 2 * k, units - k);
 #endif
   for (; k < units; ++k) {
     const uint32_t u = nls::LoadUnit16(src + 2 * k);
@@ -227,24 +249,35 @@ Moved EncodeRun32(unsigned char* dst, size_t room, const unsigned char* src, siz
 }
 
 using RunFunction = Moved (*)(unsigned char* dst, size_t room, const unsigned char* src, size_t n,
-                              bool little);
+                              bool little, int level);
 
-// A fixed-order form alternates runs and single steps of `step` (called
-// with NLS_CODEC_ONE) until the input ends or a step stops; a form with a
-// mark, and a call for one character or a flush, takes the steps alone.
+// The byte order runs may use: the form's, or for a form with a mark the one
+// its state has settled (a decoder's once a mark or the first character is
+// read, an encoder's once the mark is written). -1: not settled yet.
+int RunOrder(const UnicodeForm& form, const NLS_CodecState& state, bool decoding) {
+  if (form.order != UnicodeForm::kMarked) return form.order == UnicodeForm::kLittleEndian;
+  if (decoding) return state.word[0] == 0 ? -1 : state.word[0] == kLittle;
+  return state.word[0] == 0 ? -1 : kLittleMachine;
+}
+
+// Alternates runs and single steps of `step` (called with NLS_CODEC_ONE)
+// until the input ends or a step stops; runs start once the byte order is
+// settled. A call for one character or a flush takes the step alone.
 int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, RunFunction run,
-             NLS_CodecFunction step) {
+             NLS_CodecFunction step, bool decoding) {
   const UnicodeForm& form = FormOf(codec);
-  if (form.order == UnicodeForm::kMarked || (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)))
-    return step(codec, state, call);
-  const bool little = form.order == UnicodeForm::kLittleEndian;
+  if (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)) return step(codec, state, call);
+  const int level = NLS_VectorLevel();
   size_t in = 0, out = 0;
   int result = NLS_CODEC_DONE;
   for (;;) {
-    const Moved moved =
-        run(call->dst + out, call->dstSize - out, call->src + in, call->srcLen - in, little);
-    in += moved.in;
-    out += moved.out;
+    const int order = RunOrder(form, *state, decoding);
+    if (order >= 0) {
+      const Moved moved = run(call->dst + out, call->dstSize - out, call->src + in,
+                              call->srcLen - in, order == 1, level);
+      in += moved.in;
+      out += moved.out;
+    }
     if (in == call->srcLen) break;
     NLS_CodecCall one{call->src + in,
                       call->srcLen - in,
@@ -332,11 +365,11 @@ int Utf16EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCal
 }  // namespace
 
 int Utf16Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  return WithRuns(codec, state, call, DecodeRun16, Utf16DecodeSteps);
+  return WithRuns(codec, state, call, DecodeRun16, Utf16DecodeSteps, true);
 }
 
 int Utf16Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  return WithRuns(codec, state, call, EncodeRun16, Utf16EncodeSteps);
+  return WithRuns(codec, state, call, EncodeRun16, Utf16EncodeSteps, false);
 }
 
 namespace {
@@ -386,11 +419,11 @@ int Utf32EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCal
 }  // namespace
 
 int Utf32Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  return WithRuns(codec, state, call, DecodeRun32, Utf32DecodeSteps);
+  return WithRuns(codec, state, call, DecodeRun32, Utf32DecodeSteps, true);
 }
 
 int Utf32Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  return WithRuns(codec, state, call, EncodeRun32, Utf32EncodeSteps);
+  return WithRuns(codec, state, call, EncodeRun32, Utf32EncodeSteps, false);
 }
 
 int Cesu8Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {

@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+#include "nlscnv/codec.h"
+
 namespace nls {
 namespace simd {
 namespace {
@@ -41,3 +43,5 @@ int SetLevel(int level) {
 
 }  // namespace simd
 }  // namespace nls
+
+extern "C" int NLS_VectorLevel(void) { return nls::simd::Level(); }

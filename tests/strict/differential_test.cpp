@@ -81,26 +81,26 @@ using PythonOracle = Strict;
 
 TEST_P(PythonOracle, EncodesEveryCharacterAsTheCodec) {
   ASSERT_TRUE(Has("text")) << "no reference data for " << name();
-  const Outcome ours = Convert(Ours(), name(), kPivot, Data("text"));
-  ASSERT_EQ(ours.error, 0) << Describe(ours);
-  if (c().pythonBytesDiffer) {  // the same text, spelled otherwise
-    EXPECT_EQ(Convert(Ours(), kPivot, name(), ours.output).output, Data("text"));
-  } else {
-    EXPECT_EQ(ours.output, Data("bytes"));
-  }
+  AtEveryVectorLevel([&] {
+    const Outcome ours = Convert(Ours(), name(), kPivot, Data("text"));
+    ASSERT_EQ(ours.error, 0) << Describe(ours);
+    if (c().pythonBytesDiffer) {  // the same text, spelled otherwise
+      EXPECT_EQ(Convert(Ours(), kPivot, name(), ours.output).output, Data("text"));
+    } else {
+      EXPECT_EQ(ours.output, Data("bytes"));
+    }
+  });
 }
 
 TEST_P(PythonOracle, DecodesEverySequenceAsTheCodec) {
-  if (Has("bytestext")) {
-    const Outcome ours = Convert(Ours(), kPivot, name(), Data("bytes"));
-    EXPECT_EQ(ours.error, 0) << Describe(ours);
-    EXPECT_EQ(ours.output, Data("bytestext"));
-  }
-  if (Has("valid")) {
-    const Outcome ours = Convert(Ours(), kPivot, name(), Data("valid"));
-    EXPECT_EQ(ours.error, 0) << Describe(ours);
-    EXPECT_EQ(ours.output, Data("validtext"));
-  }
+  AtEveryVectorLevel([&] {
+    for (const auto& [input, text] : {std::pair{"bytes", "bytestext"}, {"valid", "validtext"}}) {
+      if (!Has(text)) continue;
+      const Outcome ours = Convert(Ours(), kPivot, name(), Data(input));
+      EXPECT_EQ(ours.error, 0) << input << ": " << Describe(ours);
+      EXPECT_EQ(ours.output, Data(text)) << input;
+    }
+  });
 }
 
 TEST_P(PythonOracle, StopsWhereTheCodecFindsAnError) {

@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "converters/oracle_records.h"
+#include "nlscnv/support/simd.h"
 
 namespace nls_test {
 
@@ -241,6 +242,16 @@ Bytes WithoutChars(const Bytes& utf16, const std::set<uint32_t>& drop) {
     i += length - 2;
   }
   return out;
+}
+
+void AtEveryVectorLevel(const std::function<void()>& check) {
+  const int saved = nls::simd::Level();
+  for (int level = nls::simd::kScalar; level <= nls::simd::kAvx2; ++level) {
+    if (nls::simd::SetLevel(level) != level) continue;
+    SCOPED_TRACE("vector level " + std::to_string(level));
+    check();
+  }
+  nls::simd::SetLevel(saved);
 }
 
 }  // namespace nls_test

@@ -9,6 +9,7 @@
 #include <iconv.h>
 
 #include <cerrno>
+#include <functional>
 #include <map>
 #include <set>
 #include <string>
@@ -83,6 +84,11 @@ Bytes WithoutChars(const Bytes& utf16, const std::set<uint32_t>& drop);
 std::vector<uint32_t> CodePoints(const Bytes& utf16);
 // Appends a code point to UTF-16LE text (a surrogate pair above U+FFFF).
 void AppendUtf16(Bytes* utf16, uint32_t cp);
+
+// Runs `check` at every instruction-set level the build and the processor
+// offer (the vector paths of the library and of the converter libraries
+// follow it), naming the level in failures; restores the level in force.
+void AtEveryVectorLevel(const std::function<void()>& check);
 
 }  // namespace nls_test
 
