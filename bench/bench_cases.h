@@ -35,6 +35,13 @@ inline const Encoding kUcs4{"ucs4", "ISO-10646-UCS-4", "UTF-32LE", "UCS-4LE", 4,
 inline const Encoding kUtf16be{"utf16be", "UTF-16BE", "UTF-16BE", "UTF-16BE", 2, IcuSpecial::kNone};
 inline const Encoding kUtf16le{"utf16le", "UTF-16LE", "UTF-16LE", "UTF-16LE", 2, IcuSpecial::kNone};
 inline const Encoding kUtf32be{"utf32be", "UTF-32BE", "UTF-32BE", "UTF-32BE", 4, IcuSpecial::kNone};
+inline const Encoding kUtf32le{"utf32le", "UTF-32LE", "UTF-32LE", "UTF-32LE", 4, IcuSpecial::kNone};
+// With a byte-order mark: ICU writes big-endian after it, nlscnv and iconv
+// the machine's order.
+inline const Encoding kUtf16{"utf16", "UTF-16", "UTF-16", "UTF-16", 2, IcuSpecial::kNone};
+inline const Encoding kUtf32{"utf32", "UTF-32", "UTF-32", "UTF-32", 4, IcuSpecial::kNone};
+inline const Encoding kUcs2be{"ucs2be", "UCS-2BE", "UTF-16BE", "UCS-2BE", 2, IcuSpecial::kNone};
+inline const Encoding kUcs2le{"ucs2le", "UCS-2LE", "UTF-16LE", "UCS-2LE", 2, IcuSpecial::kNone};
 inline const Encoding kCesu8{"cesu8", "CESU-8", "CESU-8", nullptr, 1, IcuSpecial::kNone};
 inline const Encoding kUtf7{"utf7", "UNICODE-1-1-UTF-7", "UTF-7", "UTF-7", 1, IcuSpecial::kNone};
 inline const Encoding kImap{"imap", "IMAP-MODIFIED-UTF-7", "IMAP-mailbox-name", "UTF-7-IMAP",
@@ -107,7 +114,9 @@ inline std::vector<Case> AllCases() {
       {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
       {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
       {"french", &kUtf16be},     {"japanese", &kUtf16be},  {"japanese", &kUtf16le},
-      {"japanese", &kUtf32be},   {"japanese", &kCesu8},
+      {"japanese", &kUtf32be},   {"japanese", &kCesu8},    {"french", &kUtf16},
+      {"japanese", &kUtf16},     {"japanese", &kUtf32},    {"french", &kUtf32le},
+      {"japanese", &kUcs2be},    {"japanese", &kUcs2le},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});
