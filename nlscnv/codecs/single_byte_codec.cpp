@@ -7,6 +7,7 @@
 // multiple of eight.
 #include <cstring>
 
+#include "nlscnv/codecs/single_byte_runs.h"
 #include "nlscnv/single_byte.h"
 
 namespace {
@@ -81,7 +82,13 @@ int NLS_SingleByteDecode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall*
   const size_t room = call->dstSize / 2;
   const size_t n = srcLen < room ? srcLen : room;
   const bool one = (call->flags & NLS_CODEC_ONE) != 0;
-  size_t i = one ? 0 : DecodeSteps(table, src, dst, 0, n);
+  size_t i = 0;
+#if defined(NLS_HAVE_AVX2)
+  // Long inputs repay building the shuffle tables of the vector blocks.
+  if (!one && n >= 256 && nls::simd::Level() >= nls::simd::kAvx2)
+    i = nls::codecs::DecodeSingleByteBlocksAvx2(table, src, dst, n);
+#endif
+  if (!one) i = DecodeSteps(table, src, dst, i, n);
   int result = NLS_CODEC_DONE;
   while (i < n) {
     if (table.asciiIdentity && !one && src[i] < 0x80) {
