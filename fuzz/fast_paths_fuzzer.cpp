@@ -169,7 +169,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   FuzzedDataProvider control(data, size);
   const Target& t = gTargets[control.ConsumeIntegralInRange<size_t>(0, gTargets.size() - 1)];
-  const int level = control.ConsumeIntegralInRange<int>(nls::simd::kScalar, nls::simd::kAvx2);
+  const int level = control.ConsumeIntegralInRange<int>(nls::simd::kScalar, nls::simd::kHighest);
   const unsigned roomStyle = control.ConsumeIntegralInRange<unsigned>(0, 3);
   const bool pieces = control.ConsumeBool();
   const uint32_t seed = control.ConsumeIntegral<uint32_t>();

@@ -115,7 +115,8 @@ NLS_EXPORT size_t NLS_WidenAscii(unsigned char* dst, const unsigned char* src, s
 // returns how many it narrowed.
 NLS_EXPORT size_t NLS_NarrowAscii(unsigned char* dst, const unsigned char* src, size_t n);
 // The instruction-set level of the library's vector paths: 0 portable code,
-// 1 16-byte vectors (SSE2), 2 32-byte vectors (AVX2). A converter library
+// 1 16-byte vectors (SSE2), 2 32-byte vectors (AVX2), 3 64-byte vectors
+// (AVX-512 with byte permutes). A converter library
 // with vector paths of its own picks them by this level, once per call, so
 // that every level can be checked against the others.
 NLS_EXPORT int NLS_VectorLevel(void);

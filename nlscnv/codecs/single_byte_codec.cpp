@@ -45,6 +45,26 @@ size_t DecodeSteps(const NLS_SingleByteTable& table, const unsigned char* src, u
   return i;
 }
 
+// Leading bytes of src[0..n) in vector blocks at the level in force (none
+// below AVX2); a long input repays building the blocks' lookup tables.
+size_t DecodeBlocks(const NLS_SingleByteTable& table, const unsigned char* src, unsigned char* dst,
+                    size_t n) {
+  switch (nls::simd::Level()) {
+#if defined(NLS_HAVE_AVX512)
+    case nls::simd::kAvx512:
+      return nls::codecs::DecodeSingleByteBlocksAvx512(table, src, dst, n);
+#endif
+#if defined(NLS_HAVE_AVX2)
+    case nls::simd::kAvx2:
+      return nls::codecs::DecodeSingleByteBlocksAvx2(table, src, dst, n);
+#endif
+    default:
+      static_cast<void>(table), static_cast<void>(src), static_cast<void>(dst),
+          static_cast<void>(n);
+      return 0;
+  }
+}
+
 // Units [i, n) of src, eight at a time, until fewer than eight are left or a
 // step meets a character without a byte (or U+0000, or a surrogate). Returns
 // the new i.
@@ -83,11 +103,7 @@ int NLS_SingleByteDecode(const NLS_Codec* codec, NLS_CodecState*, NLS_CodecCall*
   const size_t n = srcLen < room ? srcLen : room;
   const bool one = (call->flags & NLS_CODEC_ONE) != 0;
   size_t i = 0;
-#if defined(NLS_HAVE_AVX2)
-  // Long inputs repay building the shuffle tables of the vector blocks.
-  if (!one && n >= 256 && nls::simd::Level() >= nls::simd::kAvx2)
-    i = nls::codecs::DecodeSingleByteBlocksAvx2(table, src, dst, n);
-#endif
+  if (!one && n >= 256) i = DecodeBlocks(table, src, dst, n);
   if (!one) i = DecodeSteps(table, src, dst, i, n);
   int result = NLS_CODEC_DONE;
   while (i < n) {

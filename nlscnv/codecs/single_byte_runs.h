@@ -16,6 +16,11 @@ namespace nls::codecs {
 size_t DecodeSingleByteBlocksAvx2(const NLS_SingleByteTable& table, const unsigned char* src,
                                   unsigned char* dst, size_t n);
 #endif
+#if defined(NLS_HAVE_AVX512)
+// The same in blocks of 64 bytes.
+size_t DecodeSingleByteBlocksAvx512(const NLS_SingleByteTable& table, const unsigned char* src,
+                                    unsigned char* dst, size_t n);
+#endif
 
 }  // namespace nls::codecs
 

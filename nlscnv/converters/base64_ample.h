@@ -449,7 +449,7 @@ void Decode(nls::Base64DecoderState& s, unsigned int* pcount, unsigned char* dst
 template <bool kImap>
 void EncodeAtLevel(nls::Base64EncoderState& s, unsigned char* dst, unsigned int* out,
                    const unsigned char* src, unsigned int* in, unsigned int stop, bool last) {
-  switch (nls::simd::Level()) {
+  switch (nls::simd::LevelUpTo(nls::simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case nls::simd::kAvx2:
       if (kImap) return nls::base64_avx2::EncodeImap(s, dst, out, src, in, stop, last);
@@ -468,7 +468,7 @@ template <bool kImap>
 void DecodeAtLevel(nls::Base64DecoderState& s, unsigned int* count, unsigned char* dst,
                    unsigned int* out, const unsigned char* src, unsigned int* in,
                    unsigned int stop) {
-  switch (nls::simd::Level()) {
+  switch (nls::simd::LevelUpTo(nls::simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case nls::simd::kAvx2:
       if (kImap) return nls::base64_avx2::DecodeImap(s, count, dst, out, src, in, stop);

@@ -45,7 +45,7 @@ TUTF8ToUnicodeConverter::~TUTF8ToUnicodeConverter() = default;
 int TUTF8ToUnicodeConverter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
-  switch (nls::simd::Level()) {
+  switch (nls::simd::LevelUpTo(nls::simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case nls::simd::kAvx2:
       return nls::utf8::DecodeAvx2(dst, dstLen, dstSize, src, srcLen, srcUsed);
@@ -68,7 +68,7 @@ TUnicodeToUTF8Converter::~TUnicodeToUTF8Converter() = default;
 int TUnicodeToUTF8Converter::Convert(unsigned char* dst, unsigned int* dstLen, unsigned int dstSize,
                                      const unsigned char* src, unsigned int srcLen,
                                      unsigned int* srcUsed) {
-  switch (nls::simd::Level()) {
+  switch (nls::simd::LevelUpTo(nls::simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case nls::simd::kAvx2:
       return nls::utf8::EncodeAvx2(dst, dstLen, dstSize, src, srcLen, srcUsed);
@@ -88,7 +88,7 @@ namespace {
 
 int DecodeStrictCodec(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
   if (call->flags & NLS_CODEC_FLUSH) return nls::codec::FlushNothing(state, call);
-  switch (nls::simd::Level()) {
+  switch (nls::simd::LevelUpTo(nls::simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case nls::simd::kAvx2:
       return nls::utf8::DecodeStrictAvx2(call);
@@ -104,7 +104,7 @@ int DecodeStrictCodec(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* ca
 
 int EncodeStrictCodec(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
   if (call->flags & NLS_CODEC_FLUSH) return nls::codec::FlushNothing(state, call);
-  switch (nls::simd::Level()) {
+  switch (nls::simd::LevelUpTo(nls::simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case nls::simd::kAvx2:
       return nls::utf8::EncodeStrictAvx2(call);

@@ -269,7 +269,7 @@ const DecodePlan* DecodePlanFor(const uTableSet& set, uint32_t count,
 
 unsigned DecodeSingleBytes(const DecodePlan& plan, unsigned char* dst, const unsigned char* src,
                            unsigned n) {
-  switch (simd::Level()) {
+  switch (simd::LevelUpTo(simd::kAvx2)) {
 #if defined(NLS_HAVE_AVX2)
     case simd::kAvx2:
       return DecodeSingleBytesAvx2(plan, dst, src, n);

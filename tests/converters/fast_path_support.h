@@ -32,7 +32,7 @@ class EachLevel {
   ~EachLevel() { nls::simd::SetLevel(saved_); }
   std::vector<int> Levels() const {
     std::vector<int> levels;
-    for (int l = nls::simd::kScalar; l <= nls::simd::kAvx2; ++l)
+    for (int l = nls::simd::kScalar; l <= nls::simd::kHighest; ++l)
       if (nls::simd::SetLevel(l) == l) levels.push_back(l);
     nls::simd::SetLevel(saved_);
     return levels;

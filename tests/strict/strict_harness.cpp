@@ -246,7 +246,7 @@ Bytes WithoutChars(const Bytes& utf16, const std::set<uint32_t>& drop) {
 
 void AtEveryVectorLevel(const std::function<void()>& check) {
   const int saved = nls::simd::Level();
-  for (int level = nls::simd::kScalar; level <= nls::simd::kAvx2; ++level) {
+  for (int level = nls::simd::kScalar; level <= nls::simd::kHighest; ++level) {
     if (nls::simd::SetLevel(level) != level) continue;
     SCOPED_TRACE("vector level " + std::to_string(level));
     check();
