@@ -71,6 +71,7 @@ inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP125
 inline const Encoding kKoi8r{"koi8r", "KOI8-R", "KOI8-R", "KOI8-R", 1, IcuSpecial::kNone};
 // Single-byte codec libraries: EBCDIC (no ASCII runs) and an ASCII superset.
 inline const Encoding kIbm037{"ibm037", "IBM037", "ibm-37", "IBM037", 1, IcuSpecial::kNone};
+inline const Encoding kIbm855{"ibm855", "IBM855", "ibm-855", "IBM855", 1, IcuSpecial::kNone};
 inline const Encoding kMacCyrillic{
     "maccyrillic", "x-mac-cyrillic", "x-mac-cyrillic", "MAC-CYRILLIC", 1, IcuSpecial::kNone};
 // The vendor forms of the CJK encodings, on the manual-page corpora.
@@ -113,10 +114,10 @@ inline std::vector<Case> AllCases() {
       {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
       {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
       {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
-      {"french", &kUtf16be},     {"japanese", &kUtf16be},  {"japanese", &kUtf16le},
-      {"japanese", &kUtf32be},   {"japanese", &kCesu8},    {"french", &kUtf16},
-      {"japanese", &kUtf16},     {"japanese", &kUtf32},    {"french", &kUtf32le},
-      {"japanese", &kUcs2be},    {"japanese", &kUcs2le},
+      {"russian", &kIbm855},     {"french", &kUtf16be},    {"japanese", &kUtf16be},
+      {"japanese", &kUtf16le},   {"japanese", &kUtf32be},  {"japanese", &kCesu8},
+      {"french", &kUtf16},       {"japanese", &kUtf16},    {"japanese", &kUtf32},
+      {"french", &kUtf32le},     {"japanese", &kUcs2be},   {"japanese", &kUcs2le},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

@@ -201,7 +201,7 @@ CORPORA = {
     "chinese": (5, CHINESE, CJK, "，", ["gb2312", "hz", "utf8"]),
     "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
     "korean": (7, KOREAN, WESTERN, ",", ["euckr", "iso2022kr", "johab", "utf8"]),
-    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "maccyrillic", "utf8"]),
+    "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "maccyrillic", "ibm855", "utf8"]),
 }
 
 # Manual-page corpora: name -> (directory below /usr/share/man, encodings).
@@ -291,6 +291,7 @@ ENCODERS = {
     "koi8r": lambda t: t.encode("koi8_r"),
     "cp1252": lambda t: t.encode("cp1252"),
     "ibm037": lambda t: t.encode("cp037"),
+    "ibm855": lambda t: t.encode("cp855"),
     "maccyrillic": lambda t: t.encode("mac_cyrillic"),
     "cp932": lambda t: t.encode("cp932"),
     "gbk": lambda t: t.encode("gbk"),
