@@ -124,7 +124,9 @@ int Iso2022KrDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
   return result;
 }
 
-int Iso2022KrEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+namespace {
+
+int EncodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const uint16_t* map = NLS_MultiByteEncodeMap(&TableOf(codec));
   return nls::codec::EncodeLoop<false>(
       codec, state, call,
@@ -162,6 +164,70 @@ int Iso2022KrEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
         out[0] = kSi;
         return 1;
       });
+}
+
+// The common text without the loop's bookkeeping, once the header is out:
+// ASCII but ESC and the shifts, KS X 1001 pairs, and the shifts between them.
+// Stops at anything else and where the output may not hold a character with
+// its shift; leaves the shift in the state.
+void EncodeRun(const uint16_t* map, NLS_CodecState* state, const NLS_CodecCall* call, size_t* inOut,
+               size_t* outOut) {
+  if (state->word[1] == 0) return;
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen, dstSize = call->dstSize;
+  size_t in = *inOut, out = *outOut;
+  uint32_t shift = state->word[0];
+  while (srcLen - in >= 2 && dstSize - out >= 3) {
+    const uint32_t cp = nls::LoadUnit16(src + in);
+    if (cp < 0x80) {
+      if (cp == kEsc || cp == kSo || cp == kSi) break;
+      if (shift != kAscii) dst[out++] = kSi;
+      shift = kAscii;
+      dst[out++] = static_cast<unsigned char>(cp);
+    } else {
+      const uint16_t code = map[cp];  // 0 for a surrogate
+      if (code < 0xA1A1) break;
+      if (shift != kKsx1001) dst[out++] = kSo;
+      shift = kKsx1001;
+      dst[out] = static_cast<unsigned char>(code >> 8 & 0x7F);
+      dst[out + 1] = static_cast<unsigned char>(code & 0x7F);
+      out += 2;
+    }
+    in += 2;
+  }
+  state->word[0] = shift;
+  *inOut = in;
+  *outOut = out;
+}
+
+}  // namespace
+
+int Iso2022KrEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
+  if (call->flags & (NLS_CODEC_FLUSH | NLS_CODEC_ONE)) return EncodeSteps(codec, state, call);
+  const uint16_t* map = NLS_MultiByteEncodeMap(&TableOf(codec));
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    EncodeRun(map, state, call, &in, &out);
+    if (in == call->srcLen) break;
+    // One character, with its shift (and the header first), through the
+    // shared loop.
+    NLS_CodecCall single = *call;
+    single.src += in;
+    single.srcLen -= in;
+    single.dst += out;
+    single.dstSize -= out;
+    single.flags |= NLS_CODEC_ONE;
+    result = EncodeSteps(codec, state, &single);
+    in += single.srcUsed;
+    out += single.dstLen;
+    call->errorLength = single.errorLength;
+    if (result != NLS_CODEC_DONE) break;
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
 }
 
 }  // namespace nls_korean
