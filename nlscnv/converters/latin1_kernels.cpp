@@ -46,6 +46,9 @@ void NarrowSse2(unsigned char* dst, const unsigned char* src, unsigned n) {
 }  // namespace
 
 void WidenBytes(unsigned char* dst, const unsigned char* src, unsigned n) {
+#if defined(NLS_HAVE_AVX512)
+  if (simd::Level() >= simd::kAvx512) return widen_detail::WidenAvx512(dst, src, n);
+#endif
 #if defined(NLS_HAVE_AVX2)
   if (simd::Level() >= simd::kAvx2) return widen_detail::WidenAvx2(dst, src, n);
 #endif
@@ -56,6 +59,9 @@ void WidenBytes(unsigned char* dst, const unsigned char* src, unsigned n) {
 }
 
 void NarrowUnits(unsigned char* dst, const unsigned char* src, unsigned n) {
+#if defined(NLS_HAVE_AVX512)
+  if (simd::Level() >= simd::kAvx512) return widen_detail::NarrowAvx512(dst, src, n);
+#endif
 #if defined(NLS_HAVE_AVX2)
   if (simd::Level() >= simd::kAvx2) return widen_detail::NarrowAvx2(dst, src, n);
 #endif

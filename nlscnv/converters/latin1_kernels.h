@@ -20,6 +20,8 @@ void NarrowUnits(unsigned char* dst, const unsigned char* src, unsigned n);
 namespace widen_detail {
 void WidenAvx2(unsigned char* dst, const unsigned char* src, unsigned n);
 void NarrowAvx2(unsigned char* dst, const unsigned char* src, unsigned n);
+void WidenAvx512(unsigned char* dst, const unsigned char* src, unsigned n);
+void NarrowAvx512(unsigned char* dst, const unsigned char* src, unsigned n);
 }  // namespace widen_detail
 
 }  // namespace nls

@@ -18,7 +18,8 @@ int Supported() {
   if (__builtin_cpu_supports("avx2")) level = kAvx2;
 #endif
 #if defined(NLS_HAVE_AVX512)
-  if (level == kAvx2 && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi"))
+  if (level == kAvx2 && __builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vl") &&
+      __builtin_cpu_supports("avx512vbmi"))
     level = kAvx512;
 #endif
   return level;
