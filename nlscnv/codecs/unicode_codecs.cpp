@@ -118,8 +118,53 @@ int EncodeByteRange(const NLS_Codec* c, NLS_CodecState* state, NLS_CodecCall* ca
       [](unsigned char*, NLS_CodecState&) -> unsigned { return 0; });
 }
 
+// The leading units of src[0..2n) below U+0100, in whole blocks of 32.
+size_t Latin1Blocks(const unsigned char* src, size_t n) {
+  size_t i = 0;
+  for (; n - i >= 32; i += 32) {
+    unsigned high = 0;
+    for (size_t k = 0; k < 32; ++k) high |= LoadUnit16(src + 2 * (i + k));
+    if (high > 0xFF) break;
+  }
+  return i;
+}
+
+// Blocks of characters below U+0100 are narrowed whole; each block that
+// holds another character, and the tail, go one character at a time through
+// the shared loop.
 int EncodeLatin1(const NLS_Codec* c, NLS_CodecState* state, NLS_CodecCall* call) {
-  return EncodeByteRange(c, state, call, 0x100);
+  if (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH))
+    return EncodeByteRange(c, state, call, 0x100);
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    const size_t room = call->dstSize - out, units = (call->srcLen - in) / 2;
+    size_t run = Latin1Blocks(call->src + in, units < room ? units : room);
+    if (run > (size_t{1} << 30)) run = size_t{1} << 30;  // the kernels count in 32 bits
+    NarrowUnits(call->dst + out, call->src + in, static_cast<unsigned>(run));
+    in += 2 * run;
+    out += run;
+    if (in == call->srcLen) break;
+    NLS_CodecCall one{call->src + in,
+                      call->srcLen - in,
+                      call->dst + out,
+                      call->dstSize - out,
+                      NLS_CODEC_ONE,
+                      0,
+                      0,
+                      0,
+                      0};
+    result = EncodeByteRange(c, state, &one, 0x100);
+    in += one.srcUsed;
+    out += one.dstLen;
+    if (result != NLS_CODEC_DONE) {
+      call->errorLength = one.errorLength;
+      break;
+    }
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
 }
 
 int DecodeAscii(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
