@@ -185,7 +185,92 @@ Bytes IcuWhole(const Case& c, const Bytes& in) {
   return out;
 }
 
-// Throughput rows of one case, whole buffer and 64 KiB pieces.
+// Converts `in` through an iconv-like call in blocks of `block` bytes cut
+// wherever they fall: the bytes of a character cut at the end of a block
+// stay and go with the next block, as a host that reads fixed-size blocks
+// keeps them. Ends with the call that returns the target to its initial
+// state. Returns the bytes produced.
+template <class Call>
+size_t IconvCut(const Bytes& in, size_t block, unsigned char* dst, size_t outCap, Call&& call) {
+  call(nullptr, nullptr, nullptr, nullptr);
+  size_t pos = 0, total = 0;
+  for (size_t end = 0; end < in.size();) {
+    end = std::min(in.size(), end + block);
+    char* s = reinterpret_cast<char*>(const_cast<unsigned char*>(in.data())) + pos;
+    size_t sl = end - pos;
+    char* t = reinterpret_cast<char*>(dst);
+    size_t tl = outCap;
+    call(&s, &sl, &t, &tl);
+    pos = end - sl;
+    total += outCap - tl;
+  }
+  char* t = reinterpret_cast<char*>(dst);
+  size_t tl = outCap;
+  call(nullptr, nullptr, &t, &tl);
+  return total + (outCap - tl);
+}
+
+auto IconvCall(iconv_t cd) {
+  return [cd](char** s, size_t* sl, char** t, size_t* tl) { return iconv(cd, s, sl, t, tl); };
+}
+
+// ICU with converters opened for this one conversion.
+size_t IcuFresh(const Case& c, const Bytes& in, unsigned char* dst, size_t outCap) {
+  UErrorCode err = U_ZERO_ERROR;
+  const int32_t cap = static_cast<int32_t>(outCap);
+  const char* src = reinterpret_cast<const char*>(in.data());
+  const int32_t len = static_cast<int32_t>(in.size());
+  if (c.ToUcs2() || c.FromUcs2()) {
+    UConverter* cnv = OpenIcu(c.ToUcs2() ? c.from : c.to);
+    if (cnv == nullptr) return 0;
+    const size_t n = c.ToUcs2()
+                         ? 2 * static_cast<size_t>(ucnv_toUChars(cnv, reinterpret_cast<UChar*>(dst),
+                                                                 cap / 2, src, len, &err))
+                         : static_cast<size_t>(
+                               ucnv_fromUChars(cnv, reinterpret_cast<char*>(dst), cap,
+                                               reinterpret_cast<const UChar*>(src), len / 2, &err));
+    ucnv_close(cnv);
+    return n;
+  }
+  return static_cast<size_t>(
+      ucnv_convert(c.to->icu, c.from->icu, reinterpret_cast<char*>(dst), cap, src, len, &err));
+}
+
+// ICU on blocks cut wherever they fall. A missing converter stands for
+// UCS-2 (UTF-16LE): the other side's converter alone does the work.
+size_t IcuCut(UConverter* from, UConverter* to, const Bytes& in, size_t block, unsigned char* dst,
+              size_t outCap, std::vector<UChar>* pivot) {
+  size_t total = 0;
+  if (from != nullptr) ucnv_resetToUnicode(from);
+  if (to != nullptr) ucnv_resetFromUnicode(to);
+  UChar* pivotSource = pivot->data();
+  UChar* pivotTarget = pivot->data();
+  for (size_t at = 0; at < in.size(); at += block) {
+    const size_t len = std::min(block, in.size() - at);
+    const bool last = at + len == in.size();
+    UErrorCode err = U_ZERO_ERROR;
+    const char* s = reinterpret_cast<const char*>(in.data() + at);
+    if (to == nullptr) {
+      UChar* t = reinterpret_cast<UChar*>(dst);
+      ucnv_toUnicode(from, &t, t + outCap / 2, &s, s + len, nullptr, last, &err);
+      total += 2 * static_cast<size_t>(t - reinterpret_cast<UChar*>(dst));
+    } else if (from == nullptr) {
+      char* t = reinterpret_cast<char*>(dst);
+      const UChar* u = reinterpret_cast<const UChar*>(s);
+      ucnv_fromUnicode(to, &t, t + outCap, &u, u + len / 2, nullptr, last, &err);
+      total += static_cast<size_t>(t - reinterpret_cast<char*>(dst));
+    } else {
+      char* t = reinterpret_cast<char*>(dst);
+      ucnv_convertEx(to, from, &t, t + outCap, &s, s + len, pivot->data(), &pivotSource,
+                     &pivotTarget, pivot->data() + pivot->size(), at == 0, last, &err);
+      total += static_cast<size_t>(t - reinterpret_cast<char*>(dst));
+    }
+  }
+  return total;
+}
+
+// Throughput rows of one case: whole buffer, 64 KiB pieces through the
+// calls, fresh handles, and the strict interface on blocks cut anywhere.
 void RunCase(const Case& c, const Options& o, std::vector<Row>* rows) {
   Bytes in;
   if (!nls_bench::ReadFile(c.File(o.corpora), &in)) {
@@ -218,6 +303,21 @@ void RunCase(const Case& c, const Options& o, std::vector<Row>* rows) {
   if (c.from->iconv != nullptr && c.to->iconv != nullptr)
     cd = iconv_open(c.to->iconv, c.from->iconv);
   std::vector<UChar> pivot(1024);
+
+  auto report = [&](const char* mode, std::vector<Runner>* runners) {
+    Measure(runners, o);
+    Row row{c.Name(), mode, same, in.size(), 0, 0, 0, 0};
+    for (const Runner& r : *runners) {
+      const double mbs = static_cast<double>(in.size()) / Median(r.seconds) / 1e6;
+      if (r.name == "nlscnv" && nlsStatus == 1) row.nls = mbs;  // a failed conversion is no figure
+      if (r.name == "ICU") row.icu = mbs;
+      if (r.name == "iconv") row.iconv = mbs;
+      if (r.name == "memcpy") row.copy = mbs;
+    }
+    rows->push_back(row);
+    std::fprintf(stderr, "  %-28s %-10s nlscnv %8.0f  ICU %8.0f  iconv %8.0f  memcpy %8.0f MB/s\n",
+                 row.name.c_str(), row.mode.c_str(), row.nls, row.icu, row.iconv, row.copy);
+  };
 
   for (int streaming = 0; streaming < 2; ++streaming) {
     const std::vector<std::pair<size_t, size_t>> whole{{0, in.size()}};
@@ -335,18 +435,55 @@ void RunCase(const Case& c, const Options& o, std::vector<Row>* rows) {
       return in.size();
     });
 
-    Measure(&runners, o);
-    Row row{c.Name(), streaming ? "64 KiB" : "whole", same, in.size(), 0, 0, 0, 0};
-    for (const Runner& r : runners) {
-      const double mbs = static_cast<double>(in.size()) / Median(r.seconds) / 1e6;
-      if (r.name == "nlscnv" && nlsStatus == 1) row.nls = mbs;  // a failed conversion is no figure
-      if (r.name == "ICU") row.icu = mbs;
-      if (r.name == "iconv") row.iconv = mbs;
-      if (r.name == "memcpy") row.copy = mbs;
-    }
-    rows->push_back(row);
-    std::fprintf(stderr, "  %-28s %-6s nlscnv %8.0f  ICU %8.0f  iconv %8.0f  memcpy %8.0f MB/s\n",
-                 row.name.c_str(), row.mode.c_str(), row.nls, row.icu, row.iconv, row.copy);
+    report(streaming ? "64 KiB" : "whole", &runners);
+  }
+
+  // What a host does that makes a handle per buffer: the names looked up,
+  // the output sized as the header recommends, the converter made, used and
+  // released, for every conversion.
+  {
+    std::vector<Runner> runners;
+    runners.emplace_back("nlscnv", [&]() -> size_t {
+      const unsigned size = NLS_GetResultBufferSize(in.data(), inLen, c.from->nls, c.to->nls);
+      unsigned produced = 0;
+      NLS_ConvertBuffer(c.from->nls, c.to->nls, in.data(), inLen, dst, std::min(size, outCap),
+                        &produced);
+      return produced;
+    });
+    if (!escaped && c.from->icu != nullptr && c.to->icu != nullptr)
+      runners.emplace_back("ICU", [&]() -> size_t { return IcuFresh(c, in, dst, outCap); });
+    if (cd != (iconv_t)-1)
+      runners.emplace_back("iconv", [&]() -> size_t {
+        iconv_t fresh = iconv_open(c.to->iconv, c.from->iconv);
+        const size_t n = IconvCut(in, in.size(), dst, outCap, IconvCall(fresh));
+        iconv_close(fresh);
+        return n;
+      });
+    report("fresh", &runners);
+  }
+
+  // The strict interface on blocks of 64 KiB cut wherever they fall (the
+  // bytes of a character cut at the end of a block go with the next one),
+  // against iconv(3) and ucnv_convertEx, each with one descriptor.
+  {
+    std::vector<Runner> runners;
+    NLS_Iconv_t strict = NLS_IconvOpen(c.to->nls, c.from->nls);
+    constexpr size_t kBlock = 64 * 1024;
+    if (strict != reinterpret_cast<NLS_Iconv_t>(-1))
+      runners.emplace_back("nlscnv", [&]() -> size_t {
+        return IconvCut(in, kBlock, dst, outCap, [&](char** s, size_t* sl, char** t, size_t* tl) {
+          return NLS_Iconv(strict, s, sl, t, tl);
+        });
+      });
+    if (!escaped && (icuFrom != nullptr || c.FromUcs2()) && (icuTo != nullptr || c.ToUcs2()))
+      runners.emplace_back("ICU", [&]() -> size_t {
+        return IcuCut(icuFrom, icuTo, in, kBlock, dst, outCap, &pivot);
+      });
+    if (cd != (iconv_t)-1)
+      runners.emplace_back(
+          "iconv", [&]() -> size_t { return IconvCut(in, kBlock, dst, outCap, IconvCall(cd)); });
+    report("cut 64 KiB", &runners);
+    if (strict != reinterpret_cast<NLS_Iconv_t>(-1)) NLS_IconvClose(strict);
   }
 
   if (cd != (iconv_t)-1) iconv_close(cd);
