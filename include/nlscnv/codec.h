@@ -387,6 +387,40 @@ inline int EncodeLoop(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCa
   return result;
 }
 
+// Runs between steps. `run(state, call, &in, &out)` converts from src + in
+// to dst + out what needs no decision, in a loop of its own, and may stop
+// anywhere (also at once); `step(call)` then takes one character, shift or
+// escape sequence (called with NLS_CODEC_ONE on the rest of the input), and
+// the two alternate until the input ends or a step stops. A call for one
+// character or a flush goes to the step alone.
+template <class Run, class Step>
+inline int RunsAndSteps(NLS_CodecState* state, NLS_CodecCall* call, Run&& run, Step&& step) {
+  if (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)) return step(call);
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    run(*state, *call, &in, &out);
+    if (in == call->srcLen) break;
+    NLS_CodecCall one = *call;
+    one.src += in;
+    one.srcLen -= in;
+    one.dst += out;
+    one.dstSize -= out;
+    one.flags |= NLS_CODEC_ONE;
+    result = step(&one);
+    in += one.srcUsed;
+    out += one.dstLen;
+    if (result != NLS_CODEC_DONE) {
+      call->errorLength = one.errorLength;
+      call->errorContext = one.errorContext;
+      break;
+    }
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
+}
+
 }  // namespace nls::codec
 
 #endif  // NLSCNV_CODEC_H

@@ -94,8 +94,73 @@ Decoded EndRun(const Form& f, unsigned char c, NLS_CodecState& st) {
   return fresh ? codec::Char(1, f.shift) : codec::Nothing(1);
 }
 
+// The common text without the loop's bookkeeping: direct characters, runs
+// that open with the shift character and a digit, digits whose units are
+// neither surrogates nor, for IMAP, printable ASCII, and run ends whose
+// leftover bits are zero (with "-", or for UTF-7 before a direct
+// character). Stops at anything else (a run that has just opened or holds
+// a high surrogate, too) and where the output may be full; keeps the state.
 template <const Form& f>
-int Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
+void DecodeRun(NLS_CodecState& state, const NLS_CodecCall& call, size_t* inOut, size_t* outOut) {
+  uint32_t* w = state.word;
+  if ((w[kFlags] & (kFresh | kHasHigh)) != 0) return;
+  const unsigned char* src = call.src;
+  unsigned char* dst = call.dst;
+  size_t in = *inOut, out = *outOut;
+  bool inRun = (w[kFlags] & kInRun) != 0;
+  uint32_t bits = w[kBits], count = w[kCount];
+  while (in < call.srcLen && call.dstSize - out >= 2) {
+    const unsigned char c = src[in];
+    if (!inRun) {
+      if (c < 128 && f.decodeDirect[c]) {
+        StoreUnit16(dst + out, c);
+        ++in;
+        out += 2;
+        continue;
+      }
+      if (c != f.shift || call.srcLen - in < 2 || Digit(f, src[in + 1]) < 0) break;
+      inRun = true;
+      bits = count = 0;
+      ++in;
+      continue;
+    }
+    const int v = Digit(f, c);
+    if (v < 0) {
+      if (count >= 6 || bits != 0) break;
+      if (c == '-') {
+        ++in;  // absorbed
+      } else if (f.imap || c >= 128 || !f.decodeDirect[c]) {
+        break;
+      }
+      inRun = false;
+      continue;
+    }
+    const uint32_t more = bits << 6 | static_cast<uint32_t>(v);
+    ++in;
+    if (count + 6 < 16) {
+      bits = more;
+      count += 6;
+      continue;
+    }
+    const uint32_t left = count + 6 - 16, unit = more >> left;
+    if ((unit & 0xF800) == 0xD800 || (f.imap && unit >= 0x20 && unit <= 0x7E)) {
+      --in;  // the step decides
+      break;
+    }
+    StoreUnit16(dst + out, static_cast<uint16_t>(unit));
+    out += 2;
+    bits = more & ((1u << left) - 1);
+    count = left;
+  }
+  w[kFlags] = inRun ? uint32_t{kInRun} : 0u;
+  w[kBits] = inRun ? bits : 0;
+  w[kCount] = inRun ? count : 0;
+  *inOut = in;
+  *outOut = out;
+}
+
+template <const Form& f>
+int DecodeSteps(NLS_CodecState* state, NLS_CodecCall* call) {
   if (call->flags & NLS_CODEC_FLUSH) {
     const uint32_t* w = state->word;
     const bool bad =
@@ -143,6 +208,12 @@ int Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
         if (f.imap && unit >= 0x20 && unit <= 0x7E) return codec::Invalid(1);
         return codec::Char(1, unit);
       });
+}
+
+template <const Form& f>
+int Decode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
+  return codec::RunsAndSteps(state, call, DecodeRun<f>,
+                             [state](NLS_CodecCall* one) { return DecodeSteps<f>(state, one); });
 }
 
 // Writes the run's remaining bits as a last digit (zero padded); returns
