@@ -95,33 +95,17 @@ void Run(const NLS_MultiByteTable& t, NLS_CodecState* state, const NLS_CodecCall
 
 int Iso2022KrDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const NLS_MultiByteTable& t = TableOf(codec);
-  auto step = [&t](const unsigned char* s, size_t n, NLS_CodecState& st) {
-    return Step(t, s, n, st);
-  };
-  if (call->flags & NLS_CODEC_FLUSH) return nls::codec::DecodeLoop<false>(state, call, step);
-  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    if (!one) Run(t, state, call, &in, &out);
-    if (in == call->srcLen) break;
-    // One character, control, shift or escape sequence through the shared loop.
-    NLS_CodecCall single = *call;
-    single.src += in;
-    single.srcLen -= in;
-    single.dst += out;
-    single.dstSize -= out;
-    single.flags |= NLS_CODEC_ONE;
-    result = nls::codec::DecodeLoop<false>(state, &single, step);
-    in += single.srcUsed;
-    out += single.dstLen;
-    call->errorLength = single.errorLength;
-    call->errorContext = single.errorContext;
-    if (result != NLS_CODEC_DONE || one) break;
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [&t](NLS_CodecState& st, const NLS_CodecCall& c, size_t* in, size_t* out) {
+        Run(t, &st, &c, in, out);
+      },
+      [&t, state](NLS_CodecCall* one) {
+        return nls::codec::DecodeLoop<false>(
+            state, one, [&t](const unsigned char* s, size_t n, NLS_CodecState& st) {
+              return Step(t, s, n, st);
+            });
+      });
 }
 
 namespace {
@@ -204,30 +188,13 @@ void EncodeRun(const uint16_t* map, NLS_CodecState* state, const NLS_CodecCall* 
 }  // namespace
 
 int Iso2022KrEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
-  if (call->flags & (NLS_CODEC_FLUSH | NLS_CODEC_ONE)) return EncodeSteps(codec, state, call);
   const uint16_t* map = NLS_MultiByteEncodeMap(&TableOf(codec));
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    EncodeRun(map, state, call, &in, &out);
-    if (in == call->srcLen) break;
-    // One character, with its shift (and the header first), through the
-    // shared loop.
-    NLS_CodecCall single = *call;
-    single.src += in;
-    single.srcLen -= in;
-    single.dst += out;
-    single.dstSize -= out;
-    single.flags |= NLS_CODEC_ONE;
-    result = EncodeSteps(codec, state, &single);
-    in += single.srcUsed;
-    out += single.dstLen;
-    call->errorLength = single.errorLength;
-    if (result != NLS_CODEC_DONE) break;
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [map](NLS_CodecState& st, const NLS_CodecCall& c, size_t* in, size_t* out) {
+        EncodeRun(map, &st, &c, in, out);
+      },
+      [codec, state](NLS_CodecCall* one) { return EncodeSteps(codec, state, one); });
 }
 
 }  // namespace nls_korean

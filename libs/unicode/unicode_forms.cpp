@@ -260,46 +260,22 @@ int RunOrder(const UnicodeForm& form, const NLS_CodecState& state, bool decoding
   return state.word[0] == 0 ? -1 : kLittleMachine;
 }
 
-// Alternates runs and single steps of `step` (called with NLS_CODEC_ONE)
-// until the input ends or a step stops; runs start once the byte order is
-// settled. A call for one character or a flush takes the step alone.
+// Runs once the byte order is settled, between single steps of `step`.
 int WithRuns(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call, RunFunction run,
              NLS_CodecFunction step, bool decoding) {
   const UnicodeForm& form = FormOf(codec);
-  if (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)) return step(codec, state, call);
   const int level = NLS_VectorLevel();
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    const int order = RunOrder(form, *state, decoding);
-    if (order >= 0) {
-      const Moved moved = run(call->dst + out, call->dstSize - out, call->src + in,
-                              call->srcLen - in, order == 1, level);
-      in += moved.in;
-      out += moved.out;
-    }
-    if (in == call->srcLen) break;
-    NLS_CodecCall one{call->src + in,
-                      call->srcLen - in,
-                      call->dst + out,
-                      call->dstSize - out,
-                      NLS_CODEC_ONE,
-                      0,
-                      0,
-                      0,
-                      0};
-    result = step(codec, state, &one);
-    in += one.srcUsed;
-    out += one.dstLen;
-    if (result != NLS_CODEC_DONE) {
-      call->errorLength = one.errorLength;
-      call->errorContext = one.errorContext;
-      break;
-    }
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [&](NLS_CodecState& st, const NLS_CodecCall& all, size_t* in, size_t* out) {
+        const int order = RunOrder(form, st, decoding);
+        if (order < 0) return;
+        const Moved moved = run(all.dst + *out, all.dstSize - *out, all.src + *in, all.srcLen - *in,
+                                order == 1, level);
+        *in += moved.in;
+        *out += moved.out;
+      },
+      [codec, state, step](NLS_CodecCall* one) { return step(codec, state, one); });
 }
 
 int Utf16DecodeSteps(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {

@@ -133,38 +133,17 @@ size_t Latin1Blocks(const unsigned char* src, size_t n) {
 // holds another character, and the tail, go one character at a time through
 // the shared loop.
 int EncodeLatin1(const NLS_Codec* c, NLS_CodecState* state, NLS_CodecCall* call) {
-  if (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH))
-    return EncodeByteRange(c, state, call, 0x100);
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    const size_t room = call->dstSize - out, units = (call->srcLen - in) / 2;
-    size_t run = Latin1Blocks(call->src + in, units < room ? units : room);
-    if (run > (size_t{1} << 30)) run = size_t{1} << 30;  // the kernels count in 32 bits
-    NarrowUnits(call->dst + out, call->src + in, static_cast<unsigned>(run));
-    in += 2 * run;
-    out += run;
-    if (in == call->srcLen) break;
-    NLS_CodecCall one{call->src + in,
-                      call->srcLen - in,
-                      call->dst + out,
-                      call->dstSize - out,
-                      NLS_CODEC_ONE,
-                      0,
-                      0,
-                      0,
-                      0};
-    result = EncodeByteRange(c, state, &one, 0x100);
-    in += one.srcUsed;
-    out += one.dstLen;
-    if (result != NLS_CODEC_DONE) {
-      call->errorLength = one.errorLength;
-      break;
-    }
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return codec::RunsAndSteps(
+      state, call,
+      [](NLS_CodecState&, const NLS_CodecCall& all, size_t* in, size_t* out) {
+        const size_t room = all.dstSize - *out, units = (all.srcLen - *in) / 2;
+        size_t run = Latin1Blocks(all.src + *in, units < room ? units : room);
+        if (run > (size_t{1} << 30)) run = size_t{1} << 30;  // the kernels count in 32 bits
+        NarrowUnits(all.dst + *out, all.src + *in, static_cast<unsigned>(run));
+        *in += 2 * run;
+        *out += run;
+      },
+      [c, state](NLS_CodecCall* one) { return EncodeByteRange(c, state, one, 0x100); });
 }
 
 int DecodeAscii(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
