@@ -48,6 +48,9 @@ inline const Encoding kMacRoman{"macroman", "x-mac-roman",    "macintosh", "MACI
 inline const Encoding kShiftJis{"sjis",      "Shift_JIS", "Shift_JIS",
                                 "SHIFT_JIS", 1,           IcuSpecial::kNone};
 inline const Encoding kEucJp{"eucjp", "EUC-JP", "EUC-JP", "EUC-JP", 1, IcuSpecial::kNone};
+// JIS X 0213 (ICU has none of its forms).
+inline const Encoding kEucJis2004{"eucjis2004",     "EUC-JIS-2004", nullptr, "EUC-JISX0213", 1,
+                                  IcuSpecial::kNone};
 inline const Encoding kGb2312{"gb2312", "GB2312", "GB2312", "GB2312", 1, IcuSpecial::kNone};
 inline const Encoding kBig5{"big5", "Big5", "Big5", "BIG5", 1, IcuSpecial::kNone};
 inline const Encoding kIso2022Jp{"iso2022jp", "ISO-2022-JP",    "ISO-2022-JP", "ISO-2022-JP",
@@ -107,7 +110,7 @@ inline std::vector<Case> AllCases() {
       {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
       {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
       {"french", &kUtf16be},     {"japanese", &kUtf16be},  {"japanese", &kUtf16le},
-      {"japanese", &kUtf32be},   {"japanese", &kCesu8},
+      {"japanese", &kUtf32be},   {"japanese", &kCesu8},    {"japanese", &kEucJis2004},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});
