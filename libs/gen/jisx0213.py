@@ -1,5 +1,7 @@
 """The JIS X 0213 encodings of libnlsjapanese30.so: EUC-JIS-2004,
-EUC-JISX0213 (its 2000 edition), Shift_JIS-2004 and Shift_JISX0213.
+EUC-JISX0213 (its 2000 edition), Shift_JIS-2004, Shift_JISX0213,
+ISO-2022-JP-2004 and ISO-2022-JP-3, and beside them ISO-2022-JP-EXT
+(ISO-2022-JP-1 with JIS X 0201 Katakana).
 
 They are tables of the generic multi-byte codec like the other CJK
 encodings (cjk.py writes their tables and codecs into the library's files;
@@ -85,17 +87,57 @@ ENCODINGS = [
                  form="composing", adjust=ascii_kept),
 ]
 
-# Codecs written by hand, as cjk.HAND_WRITTEN describes them.
-HAND_WRITTEN = []
-HAND_WRITTEN_PYTHON = {}
+# Codecs written by hand, as cjk.HAND_WRITTEN describes them. ISO-2022-JP-3
+# and -2004 write through the EUC codec of their edition (a base character
+# held back, then up to two codes with their escape sequences); -EXT is a
+# level of the ISO-2022-JP codec.
+HAND_WRITTEN = [
+    ("japanese", "ISO-2022-JP-3", "Iso2022Jp3", "ISO2022JP3",
+     ["iso2022_jp_3", "iso2022jp-3", "iso2022jp3"], (None, None), "Iso2022Jp3Sets", 12,
+     "NLS_CODEC_STATEFUL_ENCODER"),
+    ("japanese", "ISO-2022-JP-2004", "Iso2022Jp3", "ISO2022JP2004",
+     ["iso2022_jp_2004", "iso2022jp-2004", "iso2022jp2004"], (None, None), "Iso2022Jp2004Sets",
+     12, "NLS_CODEC_STATEFUL_ENCODER"),
+    ("japanese", "ISO-2022-JP-EXT", "Iso2022Jp", "ISO2022JPEXT",
+     ["iso2022_jp_ext", "iso2022jp-ext", "iso2022jpext"], (None, None), "Iso2022JpExtSets", 6,
+     "NLS_CODEC_STATEFUL_ENCODER"),
+]
+
+# The Python codecs of the hand-written codecs, and where they differ from
+# them.
+def _escapes(codec, chars=(), why=""):
+    return {"bytes": [bytes([0x1B, b]) for b in range(256) if b not in b"($"],
+            "chars": [0x1B] + list(chars),
+            "why": why + f"Python's {codec} reads an ESC that starts no known escape sequence as "
+                         "the character U+001B and writes U+001B as a bare ESC; this library "
+                         "rejects both (a bare ESC would start an escape sequence). " + cjk.ERRORS}
+
+
+HAND_WRITTEN_PYTHON = {
+    "ISO-2022-JP-3": ("iso2022_jp_3", _escapes(
+        "iso2022_jp_3", [0x9B1D],
+        "Python's iso2022_jp_3 writes U+9B1D as 0x7D3B of plane 2 (the 2000 edition) but reads "
+        "0x7D3B as U+9B1C (the 2004 edition); this library reads and writes U+9B1D there, as "
+        "EUC-JISX0213 does. ")),
+    "ISO-2022-JP-2004": ("iso2022_jp_2004", _escapes("iso2022_jp_2004")),
+    "ISO-2022-JP-EXT": ("iso2022_jp_ext", _escapes("iso2022_jp_ext")),
+}
 
 # The peers' names (glibc iconv, ICU). glibc's EUC-JISX0213 and
-# SHIFT_JISX0213 follow the 2004 edition.
+# SHIFT_JISX0213 follow the 2004 edition. glibc's ISO-2022-JP-3 is left out:
+# it mixes the editions (it reads and writes plane 1 of 2004 with ESC $ ( Q
+# and JIS X 0201 Katakana with ESC ( I, which Python's iso2022_jp_3 rejects)
+# and stays in plane 1 for the JIS X 0208 characters after a code of it
+# (Python and this library go back to ESC $ B), so its bytes are not
+# comparable; glibc has no ISO-2022-JP-2004 or -EXT, ICU none of these.
 PEER_NAMES = {
     "EUC-JIS-2004": ("EUC-JISX0213", None),
     "EUC-JISX0213": ("EUC-JISX0213", None),
     "Shift_JIS-2004": ("SHIFT_JISX0213", None),
     "Shift_JISX0213": ("SHIFT_JISX0213", None),
+    "ISO-2022-JP-3": (None, None),
+    "ISO-2022-JP-2004": (None, None),
+    "ISO-2022-JP-EXT": (None, None),
 }
 
 # Where glibc (2.36) differs, measured over every single byte, every pair

@@ -29,6 +29,7 @@
 #include <new>
 
 #include "japanese/iso2022jp_codec.h"
+#include "japanese/iso2022jp3_codec.h"
 
 namespace nls_japanese {
 namespace {
@@ -5152,6 +5153,9 @@ const NLS_Codec kCodecs[] = {
     {"ISO-2022-JP", Iso2022JpDecode, Iso2022JpEncode, &kIso2022JpSets, 5, NLS_CODEC_STATEFUL_ENCODER},
     {"ISO-2022-JP-1", Iso2022JpDecode, Iso2022JpEncode, &kIso2022Jp1Sets, 6, NLS_CODEC_STATEFUL_ENCODER},
     {"ISO-2022-JP-2", Iso2022JpDecode, Iso2022JpEncode, &kIso2022Jp2Sets, 6, NLS_CODEC_STATEFUL_ENCODER},
+    {"ISO-2022-JP-3", Iso2022Jp3Decode, Iso2022Jp3Encode, &kIso2022Jp3Sets, 12, NLS_CODEC_STATEFUL_ENCODER},
+    {"ISO-2022-JP-2004", Iso2022Jp3Decode, Iso2022Jp3Encode, &kIso2022Jp2004Sets, 12, NLS_CODEC_STATEFUL_ENCODER},
+    {"ISO-2022-JP-EXT", Iso2022JpDecode, Iso2022JpEncode, &kIso2022JpExtSets, 6, NLS_CODEC_STATEFUL_ENCODER},
     {nullptr, nullptr, nullptr, nullptr, 0, 0},
 };
 
@@ -5241,6 +5245,30 @@ NLS_EXPORT TEncodingConverter* NEWISO2022JP2TOUNICODEENCODINGCONVERTER(void) {
 
 NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022JP2ENCODINGCONVERTER(void) {
   return new (std::nothrow) TCodecConverter(&kCodecs[9], "ISO-10646-UCS-2", "ISO-2022-JP-2", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022JP3TOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[10], "ISO-2022-JP-3", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022JP3ENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[10], "ISO-10646-UCS-2", "ISO-2022-JP-3", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022JP2004TOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[11], "ISO-2022-JP-2004", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022JP2004ENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[11], "ISO-10646-UCS-2", "ISO-2022-JP-2004", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022JPEXTTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[12], "ISO-2022-JP-EXT", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022JPEXTENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[12], "ISO-10646-UCS-2", "ISO-2022-JP-EXT", 1);
 }
 
 }  // extern "C"

@@ -130,7 +130,8 @@ def samples(out_dir, rng):
     # (what the test calls the sample, Python codec)
     sampled = [(c, c)
                for c in SINGLE_BYTE + MULTI_BYTE
-               + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"] + UNICODE]
+               + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"]
+               + ["iso2022_jp_3", "iso2022_jp_2004", "iso2022_jp_ext"] + UNICODE]
     sampled += [(e.name, e.codec) for e in single_byte_encodings.ENCODINGS]
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
         for label, key in sampled:
