@@ -55,6 +55,9 @@ inline const Encoding kMacRoman{"macroman", "x-mac-roman",    "macintosh", "MACI
 inline const Encoding kShiftJis{"sjis",      "Shift_JIS", "Shift_JIS",
                                 "SHIFT_JIS", 1,           IcuSpecial::kNone};
 inline const Encoding kEucJp{"eucjp", "EUC-JP", "EUC-JP", "EUC-JP", 1, IcuSpecial::kNone};
+// JIS X 0213 (ICU has none of its forms).
+inline const Encoding kEucJis2004{"eucjis2004",     "EUC-JIS-2004", nullptr, "EUC-JISX0213", 1,
+                                  IcuSpecial::kNone};
 inline const Encoding kGb2312{"gb2312", "GB2312", "GB2312", "GB2312", 1, IcuSpecial::kNone};
 inline const Encoding kBig5{"big5", "Big5", "Big5", "BIG5", 1, IcuSpecial::kNone};
 inline const Encoding kIso2022Jp{"iso2022jp", "ISO-2022-JP",    "ISO-2022-JP", "ISO-2022-JP",
@@ -103,21 +106,22 @@ inline std::vector<Case> AllCases() {
     const Encoding* encoding;
   };
   const Source sources[] = {
-      {"english", &kUtf8},       {"french", &kUtf8},       {"japanese", &kUtf8},
-      {"japanese", &kUcs4},      {"french", &kUtf7},       {"japanese", &kUtf7},
-      {"french", &kImap},        {"japanese", &kImap},     {"french", &kEscaped},
-      {"japanese", &kEscaped},   {"english", &kLatin1},    {"french", &kLatin1},
-      {"macroman", &kMacRoman},  {"japanese", &kShiftJis}, {"japanese", &kEucJp},
-      {"chinese", &kGb2312},     {"traditional", &kBig5},  {"korean", &kEucKr},
-      {"japanese", &kIso2022Jp}, {"russian", &kCp1251},    {"russian", &kKoi8r},
-      {"french", &kCp1252},      {"ja-man", &kCp932},      {"zh-man", &kGbk},
-      {"zh-man", &kGb18030},     {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
-      {"ko-man", &kCp949},       {"korean", &kIso2022Kr},  {"korean", &kJohab},
-      {"chinese", &kHz},         {"french", &kIbm037},     {"russian", &kMacCyrillic},
-      {"russian", &kIbm855},     {"french", &kUtf16be},    {"japanese", &kUtf16be},
-      {"japanese", &kUtf16le},   {"japanese", &kUtf32be},  {"japanese", &kCesu8},
-      {"french", &kUtf16},       {"japanese", &kUtf16},    {"japanese", &kUtf32},
-      {"french", &kUtf32le},     {"japanese", &kUcs2be},   {"japanese", &kUcs2le},
+      {"english", &kUtf8},        {"french", &kUtf8},       {"japanese", &kUtf8},
+      {"japanese", &kUcs4},       {"french", &kUtf7},       {"japanese", &kUtf7},
+      {"french", &kImap},         {"japanese", &kImap},     {"french", &kEscaped},
+      {"japanese", &kEscaped},    {"english", &kLatin1},    {"french", &kLatin1},
+      {"macroman", &kMacRoman},   {"japanese", &kShiftJis}, {"japanese", &kEucJp},
+      {"chinese", &kGb2312},      {"traditional", &kBig5},  {"korean", &kEucKr},
+      {"japanese", &kIso2022Jp},  {"russian", &kCp1251},    {"russian", &kKoi8r},
+      {"french", &kCp1252},       {"ja-man", &kCp932},      {"zh-man", &kGbk},
+      {"zh-man", &kGb18030},      {"tw-man", &kCp950},      {"tw-man", &kBig5Hkscs},
+      {"ko-man", &kCp949},        {"korean", &kIso2022Kr},  {"korean", &kJohab},
+      {"chinese", &kHz},          {"french", &kIbm037},     {"russian", &kMacCyrillic},
+      {"russian", &kIbm855},      {"french", &kUtf16be},    {"japanese", &kUtf16be},
+      {"japanese", &kUtf16le},    {"japanese", &kUtf32be},  {"japanese", &kCesu8},
+      {"french", &kUtf16},        {"japanese", &kUtf16},    {"japanese", &kUtf32},
+      {"french", &kUtf32le},      {"japanese", &kUcs2be},   {"japanese", &kUcs2le},
+      {"japanese", &kEucJis2004},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

@@ -3,7 +3,7 @@
 // UHC and their vendor forms), driven by a table per encoding. Besides
 // single bytes and lead-trail pairs the table may describe EUC's three-byte
 // form (a prefix byte and two bytes), GB18030's four-byte forms and code
-// pairs that stand for two characters (Big5-HKSCS).
+// pairs that stand for two characters (Big5-HKSCS, JIS X 0213).
 //
 // Decoding, for every encoding:
 // - a byte that is a character by itself is that character; a lead byte
@@ -81,11 +81,12 @@ typedef struct NLS_MultiByteComposition {  // two characters written as one code
 
 // Table forms.
 enum {
-  NLS_MB_PLAIN = 0,       // single bytes and pairs
-  NLS_MB_THREE_BYTE = 1,  // and EUC's three-byte form
-  NLS_MB_GB18030 = 2,     // and GB18030's four-byte forms
-  NLS_MB_COMPOSING = 3    // and extras (characters above U+FFFF, code pairs for two
-                          // characters: the encoder holds a first character back)
+  NLS_MB_PLAIN = 0,                // single bytes and pairs
+  NLS_MB_THREE_BYTE = 1,           // and EUC's three-byte form
+  NLS_MB_GB18030 = 2,              // and GB18030's four-byte forms
+  NLS_MB_COMPOSING = 3,            // and extras (characters above U+FFFF, code pairs for two
+                                   // characters: the encoder holds a first character back)
+  NLS_MB_THREE_BYTE_COMPOSING = 4  // EUC's three-byte form and extras (EUC-JIS-2004)
 };
 
 #define NLS_MB_NO_CHARACTER 0xFFFFu  // single[b]: b is not a character by itself

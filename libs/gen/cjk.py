@@ -45,7 +45,11 @@ EXTRA_BASE = 0xD800
 RESYNC, STATELESS, STATEFUL_ENCODER = 1, 2, 4
 
 FORMS = {"plain": "NLS_MB_PLAIN", "three": "NLS_MB_THREE_BYTE", "gb18030": "NLS_MB_GB18030",
-         "composing": "NLS_MB_COMPOSING"}
+         "composing": "NLS_MB_COMPOSING", "three_composing": "NLS_MB_THREE_BYTE_COMPOSING"}
+# The forms with EUC's three-byte form, and those with extras (characters
+# above U+FFFF, codes for two characters).
+THREE = ("three", "three_composing")
+COMPOSING = ("composing", "three_composing")
 
 
 def spans(*ranges):
@@ -323,7 +327,6 @@ class Mapping:
             text = decode(bytes([b]), c)
             if text is not None and len(text) == 1:
                 self.single[b] = ord(text)
-        assert all(self.single.get(b) == b for b in range(0x80)), enc.name
         self.pairs = {}
         for lead in enc.leads:
             assert lead not in self.single, (enc.name, lead)
@@ -332,18 +335,18 @@ class Mapping:
                 if text is None:
                     continue
                 assert trail in enc.trails, (enc.name, lead, trail)
-                assert len(text) == 1 or (enc.form == "composing" and len(text) == 2), \
+                assert len(text) == 1 or (enc.form in COMPOSING and len(text) == 2), \
                     (enc.name, lead, trail, text)
                 self.pairs[(lead, trail)] = tuple(ord(ch) for ch in text)
         self.three = {}
-        if enc.form == "three":
+        if enc.form in THREE:
             for b2 in enc.prefix_trails:
                 for b3 in enc.trails:
                     text = decode(bytes([0x8F, b2, b3]), c)
                     if text is not None and len(text) == 1:
                         self.three[(b2, b3)] = ord(text)
         self.encode = {}
-        planes = [0, 2] if enc.form == "composing" else [0]
+        planes = [0, 2] if enc.form in COMPOSING else [0]
         for plane in planes:
             for cp in range(plane << 16, (plane + 1) << 16):
                 if 0xD800 <= cp <= 0xDFFF:
@@ -351,13 +354,15 @@ class Mapping:
                 data = encode(cp, c)
                 if data is not None:
                     self.encode[cp] = code_of(data)
-        if enc.form == "composing":
+        if enc.form in COMPOSING:
             for cps in self.pairs.values():
                 if len(cps) == 2:
                     data = "".join(map(chr, cps)).encode(c)
                     assert len(data) == 2
         if enc.adjust and adjust:
             enc.adjust(self)
+        if adjust:  # the codec's runs take bytes below 0x80 as ASCII
+            assert all(self.single.get(b) == b for b in range(0x80)), enc.name
 
 
 def code_of(data):
@@ -474,11 +479,12 @@ class Table:
             self.rows.append(row(slots))
             self.lead[lead] = len(self.rows)
         self.prefix_row = 0
-        if enc.form == "three":
+        if enc.form in THREE:
             self.lead[0x8F] = PREFIX
             self.prefix_row = len(self.rows)
             for b2 in enc.prefix_trails:
-                self.rows.append(row({b3: cp for (x, b3), cp in m.three.items() if x == b2}))
+                self.rows.append(row({b3: value((cp,)) for (x, b3), cp in m.three.items()
+                                      if x == b2}))
         assert len(self.extras) <= 0x800
         self.single = [m.single.get(b, NO_CHARACTER) for b in range(256)]
         self.trail = [0] * 32
@@ -512,7 +518,9 @@ class Table:
                 assert supplements.get(cp) == code, hex(cp)
         assert len(supplements) == sum(1 for cp in m.encode if cp >= 0x10000)
         for (first, second), code in compositions:
-            assert m.encode[first] != code  # the first character alone has its own code
+            # The first character alone has a code of its own, which the
+            # encoder writes when the second does not follow.
+            assert isinstance(m.encode.get(first), int) and m.encode[first] not in (0, code)
         self.supplement_count = len(supplements)
         self.composition_count = len(compositions)
 
@@ -575,10 +583,19 @@ def python_version():
     return ".".join(str(v) for v in sys.version_info[:2])
 
 
+def members():
+    """The encodings and hand-written codecs of the libraries: those above
+    and those that jisx0213.py describes (which also writes their registry
+    section and oracle rows)."""
+    import jisx0213
+    return ENCODINGS + jisx0213.ENCODINGS, HAND_WRITTEN + jisx0213.HAND_WRITTEN
+
+
 def library_sources(lib):
-    own = [e for e in ENCODINGS if e.library == lib]
+    encodings, hand_written = members()
+    own = [e for e in encodings if e.library == lib]
     encs = own + [e for e in ENCODINGS if e.name in BORROWED.get(lib, [])]
-    hands = [h for h in HAND_WRITTEN if h[0] == lib]
+    hands = [h for h in hand_written if h[0] == lib]
     pool = Pool()
     # Encodings with more pairs first, so that the rows of a smaller one are
     # found inside those of a larger one that extends it.
@@ -668,8 +685,8 @@ def library_sources(lib):
         swaps = f"k{e.ident}Swaps" if e.form == "gb18030" else "nullptr"
         c.append(f"    k{e.ident}Rows, kValues, {extras}, {overrides}, {len(t.overrides)}, "
                  f"{swaps}, {len(GB18030_SWAPS) if e.form == 'gb18030' else 0}, {t.form},\n")
-        c.append(f"    {t.prefix_row}, 0x{0xA1 if e.form == 'three' else 0:02x}, "
-                 f"{94 if e.form == 'three' else 0}, {len(t.ranges)}, {t.supplement_count}, "
+        c.append(f"    {t.prefix_row}, 0x{0xA1 if e.form in THREE else 0:02x}, "
+                 f"{94 if e.form in THREE else 0}, {len(t.ranges)}, {t.supplement_count}, "
                  f"{t.composition_count}, &k{e.ident}Cache}};\n\n")
     if lib in BORROWED:
         c.append("// ISO-8859-7 0xA0-0xFF (ISO-2022-JP-2's G2 set).\n")
@@ -678,9 +695,9 @@ def library_sources(lib):
     c.append("const NLS_Codec kCodecs[] = {\n")
     for t in tables[:len(own)]:
         e = t.enc
-        most = {"plain": 2, "three": 3, "gb18030": 4, "composing": 4}[e.form]
+        most = {"plain": 2, "three": 3, "gb18030": 4, "composing": 4, "three_composing": 5}[e.form]
         props = ["NLS_CODEC_RESYNC_AT_LINE_FEED", "NLS_CODEC_STATELESS_DECODER"]
-        if e.form == "composing":
+        if e.form in COMPOSING:
             props.append("NLS_CODEC_STATEFUL_ENCODER")
         c.append(f"    {{\"{e.name}\", NLS_MultiByteDecode, NLS_MultiByteEncode, &k{e.ident}Table, "
                  f"{most}, {' | '.join(props)}}},\n")
@@ -854,7 +871,7 @@ def oracle_rows():
             if d:
                 differences[peer] = d
         rows.append(oracle.Oracle(enc.name, enc.codec, glibc, icu,
-                                  stateful=enc.form == "composing", differences=differences))
+                                  stateful=enc.form in COMPOSING, differences=differences))
     for _, name, _, _, _, _, _, _, _ in HAND_WRITTEN:
         glibc, icu = PEER_NAMES[name]
         python, departures = HAND_WRITTEN_PYTHON[name]

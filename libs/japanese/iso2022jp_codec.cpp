@@ -6,10 +6,11 @@
 
 namespace nls_japanese {
 
-const Iso2022JpSets kIso2022JpSets = {0, &kEucJpTable, nullptr, nullptr, nullptr};
-const Iso2022JpSets kIso2022Jp1Sets = {1, &kEucJpTable, nullptr, nullptr, nullptr};
-const Iso2022JpSets kIso2022Jp2Sets = {2, &kEucJpTable, &kGb2312Table, &kEucKrTable,
-                                       kIso8859_7High};
+const Iso2022JpSets kIso2022JpSets = {0, &kEucJpTable, nullptr, nullptr, nullptr, 0};
+const Iso2022JpSets kIso2022Jp1Sets = {1, &kEucJpTable, nullptr, nullptr, nullptr, 0};
+const Iso2022JpSets kIso2022Jp2Sets = {2, &kEucJpTable, &kGb2312Table, &kEucKrTable, kIso8859_7High,
+                                       0};
+const Iso2022JpSets kIso2022JpExtSets = {1, &kEucJpTable, nullptr, nullptr, nullptr, 1};
 
 namespace {
 
@@ -19,7 +20,15 @@ using nls::codec::Encoded;
 constexpr unsigned char kEsc = 0x1B;
 
 // The G0 sets (state word 0) and the G2 sets (decoder's state word 1).
-enum : uint32_t { kAscii = 0, kRoman = 1, kJisX0208 = 2, kJisX0212 = 3, kGb2312 = 4, kKsx1001 = 5 };
+enum : uint32_t {
+  kAscii = 0,
+  kRoman = 1,
+  kJisX0208 = 2,
+  kJisX0212 = 3,
+  kGb2312 = 4,
+  kKsx1001 = 5,
+  kKatakana = 6
+};
 enum : uint32_t { kNoG2 = 0, kLatin1 = 1, kGreek = 2 };
 
 const Iso2022JpSets& SetsOf(const NLS_Codec* codec) {
@@ -63,11 +72,17 @@ uint32_t TwoByteSet(unsigned level, unsigned f) {
 // An escape sequence at s (s[0] is ESC) other than ESC N: its length and
 // the state word and set it designates, 0 when the input ends inside it, -1
 // when it is not one.
-int Escape(unsigned level, const unsigned char* s, size_t n, unsigned* word, uint32_t* set) {
+int Escape(const Iso2022JpSets& sets, const unsigned char* s, size_t n, unsigned* word,
+           uint32_t* set) {
+  const unsigned level = sets.level;
   if (n < 2) return 0;
   *word = 0;
   if (s[1] == '(') {
     if (n < 3) return 0;
+    if (s[2] == 'I' && sets.katakana) {
+      *set = kKatakana;
+      return 3;
+    }
     if (s[2] != 'B' && s[2] != 'J') return -1;
     *set = s[2] == 'B' ? kAscii : kRoman;
     return 3;
@@ -103,7 +118,7 @@ Decoded Step(const Iso2022JpSets& sets, const unsigned char* s, size_t n, NLS_Co
     }
     unsigned word = 0;
     uint32_t set = 0;
-    const int length = Escape(sets.level, s, n, &word, &set);
+    const int length = Escape(sets, s, n, &word, &set);
     if (length == 0) return nls::codec::Incomplete();
     if (length < 0) return nls::codec::Invalid(1, true);
     st.word[word] = set;
@@ -116,6 +131,8 @@ Decoded Step(const Iso2022JpSets& sets, const unsigned char* s, size_t n, NLS_Co
       return nls::codec::Char(1, b);
     case kRoman:
       return nls::codec::Char(1, b == 0x5C ? 0x00A5 : b == 0x7E ? 0x203E : b);
+    case kKatakana:
+      return b <= 0x5F ? nls::codec::Char(1, 0xFF61 + (b - 0x21)) : nls::codec::Invalid(1);
     default:
       break;
   }
@@ -128,9 +145,9 @@ Decoded Step(const Iso2022JpSets& sets, const unsigned char* s, size_t n, NLS_Co
 
 // Writes the escape sequence of a G0 set.
 inline unsigned Designate(unsigned char* out, uint32_t set) {
-  static const unsigned char kSequences[6][4] = {{kEsc, '(', 'B'},      {kEsc, '(', 'J'},
-                                                 {kEsc, '$', 'B'},      {kEsc, '$', '(', 'D'},
-                                                 {kEsc, '$', '(', 'A'}, {kEsc, '$', '(', 'C'}};
+  static const unsigned char kSequences[7][4] = {
+      {kEsc, '(', 'B'},      {kEsc, '(', 'J'},      {kEsc, '$', 'B'}, {kEsc, '$', '(', 'D'},
+      {kEsc, '$', '(', 'A'}, {kEsc, '$', '(', 'C'}, {kEsc, '(', 'I'}};
   const unsigned length = kSequences[set][3] != 0 ? 4 : 3;
   std::memcpy(out, kSequences[set], length);
   return length;
@@ -152,7 +169,7 @@ void Run(const Iso2022JpSets& sets, uint32_t set, const NLS_CodecCall* call, siz
       ++in;
       ++out;
     }
-  } else if (set != kRoman) {
+  } else if (set != kRoman && set != kKatakana) {
     while (in + 1 < srcLen && out < units) {
       const unsigned b = src[in], c = src[in + 1];
       if (!IsJisByte(b) || !IsJisByte(c)) break;
@@ -230,6 +247,9 @@ int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
         } else if (cp == 0x00A5 || cp == 0x203E) {
           set = kRoman;
           code = cp == 0x00A5 ? 0x5C : 0x7E;
+        } else if (sets.katakana && cp >= 0xFF61 && cp <= 0xFF9F) {
+          set = kKatakana;
+          code = cp - 0xFF61 + 0x21;
         } else {
           return nls::codec::Unmappable();
         }
@@ -238,7 +258,7 @@ int Iso2022JpEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
           written = Designate(out, set);
           st.word[0] = set;
         }
-        if (set == kAscii || set == kRoman) {
+        if (set == kAscii || set == kRoman || set == kKatakana) {
           out[written++] = static_cast<unsigned char>(code);
         } else {
           out[written++] = static_cast<unsigned char>(code >> 8);

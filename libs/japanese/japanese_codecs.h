@@ -10,6 +10,10 @@ namespace nls_japanese {
 extern const NLS_MultiByteTable kShiftJisTable;
 extern const NLS_MultiByteTable kWindows31jTable;
 extern const NLS_MultiByteTable kEucJpTable;
+extern const NLS_MultiByteTable kEucJis2004Table;
+extern const NLS_MultiByteTable kEucJisx0213Table;
+extern const NLS_MultiByteTable kShiftJis2004Table;
+extern const NLS_MultiByteTable kShiftJisx0213Table;
 extern const NLS_MultiByteTable kGb2312Table;
 extern const NLS_MultiByteTable kEucKrTable;
 extern const uint16_t kIso8859_7High[96];

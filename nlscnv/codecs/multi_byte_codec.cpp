@@ -34,6 +34,14 @@ inline bool IsTrail(const NLS_MultiByteTable& t, unsigned b) {
 
 inline bool IsExtra(uint16_t v) { return v >= 0xD800 && v <= 0xDFFF; }
 
+// The forms with EUC's three-byte form, and those with extras.
+constexpr bool HasThreeByte(uint32_t form) {
+  return form == NLS_MB_THREE_BYTE || form == NLS_MB_THREE_BYTE_COMPOSING;
+}
+constexpr bool HasExtras(uint32_t form) {
+  return form == NLS_MB_COMPOSING || form == NLS_MB_THREE_BYTE_COMPOSING;
+}
+
 // The slot of a pair, or 0.
 inline uint16_t PairValue(const NLS_MultiByteTable& t, unsigned row, unsigned trail) {
   const NLS_MultiByteRow& r = t.rows[row];
@@ -59,7 +67,7 @@ void ForEachSlot(const NLS_MultiByteTable& t, Visit&& visit) {
       if (v != 0) visit(b << 8 | (r.first + k), v);
     }
   }
-  if (t.form == NLS_MB_THREE_BYTE) {
+  if (HasThreeByte(t.form)) {
     for (unsigned i = 0; i < t.prefixCount; ++i) {
       const NLS_MultiByteRow& r = t.rows[t.prefixRow + i];
       for (unsigned k = 0; k < r.count; ++k) {
@@ -208,18 +216,21 @@ Decoded DecodeStep(const NLS_MultiByteTable& t, const unsigned char* s, size_t n
   if (lead == 0) return nls::codec::Invalid(1);
   if (n < 2) return nls::codec::Incomplete();
   const unsigned trail = s[1];
-  if (form == NLS_MB_THREE_BYTE && lead == NLS_MB_PREFIX) {
+  if (HasThreeByte(form) && lead == NLS_MB_PREFIX) {
     const unsigned k = trail - t.prefixFirst;
     if (!IsTrail(t, trail)) return nls::codec::Invalid(1, true);
     if (n < 3) return nls::codec::Incomplete();
     const unsigned third = s[2];
     if (!IsTrail(t, third)) return nls::codec::Invalid(1, true);
     const uint16_t v = k < t.prefixCount ? PairValue(t, t.prefixRow + k, third) : 0;
-    return v != 0 ? nls::codec::Char(3, v) : nls::codec::Invalid(3);
+    if (v == 0) return nls::codec::Invalid(3);
+    if (!HasExtras(form) || !IsExtra(v)) return nls::codec::Char(3, v);
+    const NLS_MultiByteExtra& e = t.extras[v - 0xD800];
+    return nls::codec::Char(3, e.first, e.second);
   }
   const uint16_t v = PairValue(t, lead - 1, trail);
   if (v != 0) {
-    if (form != NLS_MB_COMPOSING || !IsExtra(v)) return nls::codec::Char(2, v);
+    if (!HasExtras(form) || !IsExtra(v)) return nls::codec::Char(2, v);
     const NLS_MultiByteExtra& e = t.extras[v - 0xD800];
     return nls::codec::Char(2, e.first, e.second);
   }
@@ -260,7 +271,7 @@ void DecodeRun(const NLS_MultiByteTable& t, const NLS_CodecCall* call, size_t* i
     // Not a character of its own: 0 (unassigned), NLS_MB_NO_CHARACTER, an
     // extra.
     const bool other = static_cast<uint16_t>(v + 1) <= 1;
-    if (form == NLS_MB_COMPOSING ? (other | (v - 0xD800u < 0x800u)) : other) break;
+    if (HasExtras(form) ? (other | (v - 0xD800u < 0x800u)) : other) break;
     StoreUnit16(dst + 2 * out, v);
     in += pair ? 2 : 1;
     ++out;
@@ -438,7 +449,7 @@ int Encode(const NLS_Codec* codec, const NLS_MultiByteTable& t, NLS_CodecState* 
   const NLS_MultiByteCache& c = Ready(t);
   auto step = [&t, &c](uint32_t cp, unsigned char* o, NLS_CodecState& st) -> Encoded {
     unsigned written = 0;
-    if (form == NLS_MB_COMPOSING && st.word[0] != 0) {
+    if (HasExtras(form) && st.word[0] != 0) {
       const NLS_MultiByteComposition* k = CompositionOf(t, c, st.word[0], cp);
       if (k != nullptr) {
         st.word[0] = 0;
@@ -449,7 +460,7 @@ int Encode(const NLS_Codec* codec, const NLS_MultiByteTable& t, NLS_CodecState* 
     }
     const uint32_t code = CodeOf(t, c, cp);
     if (code != 0 || cp == 0) return nls::codec::Wrote(written + PutCode(o + written, code));
-    if (form == NLS_MB_COMPOSING && CompositionOf(t, c, cp, 0) != nullptr) {
+    if (HasExtras(form) && CompositionOf(t, c, cp, 0) != nullptr) {
       st.word[0] = cp;  // held until the next character or the end of the text
       return nls::codec::Wrote(written);
     }
@@ -462,7 +473,7 @@ int Encode(const NLS_Codec* codec, const NLS_MultiByteTable& t, NLS_CodecState* 
     return nls::codec::Unmappable(written);
   };
   auto flush = [&t, &c](unsigned char* o, NLS_CodecState& st) -> unsigned {
-    if (form != NLS_MB_COMPOSING || st.word[0] == 0) return 0;
+    if (!HasExtras(form) || st.word[0] == 0) return 0;
     return PutCode(o, CompositionOf(t, c, st.word[0], 0)->alone);
   };
   const bool one = (call->flags & (NLS_CODEC_ONE | NLS_CODEC_FLUSH)) != 0;
@@ -470,8 +481,8 @@ int Encode(const NLS_Codec* codec, const NLS_MultiByteTable& t, NLS_CodecState* 
   int result = NLS_CODEC_DONE;
   for (;;) {
     // Fast while nothing is held back.
-    if (!one && (form != NLS_MB_COMPOSING || state->word[0] == 0))
-      EncodeRun<form == NLS_MB_THREE_BYTE>(c.encode, call, &in, &out);
+    if (!one && (!HasExtras(form) || state->word[0] == 0))
+      EncodeRun<HasThreeByte(form)>(c.encode, call, &in, &out);
     if (call->srcLen - in < 2 && (call->flags & NLS_CODEC_FLUSH) == 0) {
       if (in < call->srcLen) result = NLS_CODEC_INCOMPLETE;  // half a unit
       break;
@@ -507,6 +518,8 @@ int NLS_MultiByteDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_Codec
       return Decode<NLS_MB_GB18030>(t, state, call);
     case NLS_MB_COMPOSING:
       return Decode<NLS_MB_COMPOSING>(t, state, call);
+    case NLS_MB_THREE_BYTE_COMPOSING:
+      return Decode<NLS_MB_THREE_BYTE_COMPOSING>(t, state, call);
     default:
       return Decode<NLS_MB_PLAIN>(t, state, call);
   }
@@ -521,6 +534,8 @@ int NLS_MultiByteEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_Codec
       return Encode<NLS_MB_GB18030>(codec, t, state, call);
     case NLS_MB_COMPOSING:
       return Encode<NLS_MB_COMPOSING>(codec, t, state, call);
+    case NLS_MB_THREE_BYTE_COMPOSING:
+      return Encode<NLS_MB_THREE_BYTE_COMPOSING>(codec, t, state, call);
     default:
       return Encode<NLS_MB_PLAIN>(codec, t, state, call);
   }

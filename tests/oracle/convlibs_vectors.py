@@ -48,6 +48,7 @@ UNICODE = ["utf_16", "utf_16_be", "utf_16_le", "utf_32", "utf_32_be", "utf_32_le
 UNICODE_BMP = {"ucs_2_be": "utf_16_be", "ucs_2_le": "utf_16_le", "cesu_8": "utf_8"}
 MULTI_BYTE = ["shift_jis", "euc_jp", "gb2312", "big5", "euc_kr", "cp932", "gbk", "gb18030", "cp950",
               "big5hkscs", "cp949", "johab"]
+MULTI_BYTE += ["euc_jis_2004", "euc_jisx0213", "shift_jis_2004", "shift_jisx0213"]
 
 # Characters that the CJK libraries write otherwise than the codec, on
 # purpose (libs/gen/cjk.py): windows-31j writes the IBM extensions where
@@ -60,10 +61,19 @@ GB18030_SWAPPED = set(
     "\u9fb4\u9fb5\u9fb6\u9fb7\u9fb8\u9fb9\u9fba\u9fbb")
 
 
+# JIS X 0213 (libs/gen/jisx0213.py): the EUC forms have only plane 2 after
+# 0x8F (Python's codecs also JIS X 0212), and the Shift_JIS forms keep 0x5C
+# and 0x7E as ASCII.
+JISX0213_PLANE_2 = {0xA1, 0xA3, 0xA4, 0xA5, 0xA8} | set(range(0xAC, 0xB0)) | set(range(0xEE, 0xFF))
+
 HEADER_KR = b"\x1b$)C"
 
 
 def maps_as_the_codec(codec, ch, data):
+    if codec.startswith("euc_jis"):  # JIS X 0212 after 0x8F is not JIS X 0213
+        return data[0] != 0x8F or data[1] in JISX0213_PLANE_2
+    if codec in ("shift_jis_2004", "shift_jisx0213"):
+        return ch not in "\u00a5\u203e"  # 0x5C and 0x7E are ASCII
     if codec == "cp932":
         return data[0] not in (0xED, 0xEE)
     if codec == "gb18030":
@@ -120,7 +130,8 @@ def samples(out_dir, rng):
     # (what the test calls the sample, Python codec)
     sampled = [(c, c)
                for c in SINGLE_BYTE + MULTI_BYTE
-               + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"] + UNICODE]
+               + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"]
+               + ["iso2022_jp_3", "iso2022_jp_2004", "iso2022_jp_ext"] + UNICODE]
     sampled += [(e.name, e.codec) for e in single_byte_encodings.ENCODINGS]
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
         for label, key in sampled:
