@@ -20,6 +20,7 @@
 
 #include <new>
 
+#include "chinese/euctw_codec.h"
 #include "chinese/hz_codec.h"
 
 namespace nls_chinese {
@@ -4896,6 +4897,7 @@ const NLS_Codec kCodecs[] = {
     {"windows-950", NLS_MultiByteDecode, NLS_MultiByteEncode, &kWindows950Table, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"Big5-HKSCS", NLS_MultiByteDecode, NLS_MultiByteEncode, &kBig5HkscsTable, 4, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER | NLS_CODEC_STATEFUL_ENCODER},
     {"HZ-GB-2312", HzDecode, HzEncode, &kGb2312Table, 4, NLS_CODEC_STATEFUL_ENCODER},
+    {"EUC-TW", EucTwDecode, EucTwEncode, &kCnsChars, 4, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {nullptr, nullptr, nullptr, nullptr, 0, 0},
 };
 
@@ -4961,6 +4963,14 @@ NLS_EXPORT TEncodingConverter* NEWHZTOUNICODEENCODINGCONVERTER(void) {
 
 NLS_EXPORT TEncodingConverter* NEWUNICODETOHZENCODINGCONVERTER(void) {
   return new (std::nothrow) TCodecConverter(&kCodecs[6], "ISO-10646-UCS-2", "HZ-GB-2312", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWEUCTWTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[7], "EUC-TW", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOEUCTWENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[7], "ISO-10646-UCS-2", "EUC-TW", 1);
 }
 
 }  // extern "C"

@@ -30,6 +30,7 @@ import os
 import sys
 
 import cjk_peers
+import cns
 import oracle
 import registry_files
 
@@ -578,7 +579,7 @@ def python_version():
 def library_sources(lib):
     own = [e for e in ENCODINGS if e.library == lib]
     encs = own + [e for e in ENCODINGS if e.name in BORROWED.get(lib, [])]
-    hands = [h for h in HAND_WRITTEN if h[0] == lib]
+    hands = [h for h in HAND_WRITTEN + cns.CODECS if h[0] == lib]
     pool = Pool()
     # Encodings with more pairs first, so that the rows of a smaller one are
     # found inside those of a larger one that extends it.

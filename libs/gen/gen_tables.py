@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes every generated file of the project from one description of the
 encodings: the built-in encodings (builtin.py), the converter libraries
-(table_libraries.py, cjk.py, unicode.py, single_byte_encodings.py), and the
+(table_libraries.py, cjk.py, cns.py, unicode.py, single_byte_encodings.py), and the
 sections of the shipped registry files that name them (registry_files.py).
 It also writes, for the tests, what each
 encoding is compared with (oracle.py).
@@ -24,6 +24,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import builtin  # noqa: E402
 import cjk  # noqa: E402
+import cns  # noqa: E402
 import registry_files  # noqa: E402
 import single_byte_encodings  # noqa: E402
 import table_libraries  # noqa: E402
@@ -33,7 +34,7 @@ import unicode  # noqa: E402
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 # Every group of encodings, in the order of their registry-file sections.
-GROUPS = [builtin, cjk, table_libraries, unicode, single_byte_encodings]
+GROUPS = [builtin, cjk, cns, table_libraries, unicode, single_byte_encodings]
 # Generators of other tables.
 TABLES = [transliteration]
 

@@ -65,6 +65,7 @@ const std::map<std::string, std::string> kHostNames = {
     {"johab", "cp1361"},
     {"iso2022_kr", "csISO2022KR"},
     {"hz", "HZ"},
+    {"euc_tw", "EUCTW"},
     {"cp1250", "cp1250"},
     {"cp1251", "windows-1251"},
     {"cp1252", "CP1252"},

@@ -28,7 +28,7 @@ import random
 import struct
 import sys
 
-import strict_vectors  # noqa: F401 (registers the oracle's x_user_defined codec)
+import strict_vectors  # registers the oracle's x_user_defined codec; glibc's codecs
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(
     os.path.abspath(__file__)))), "libs", "gen"))
@@ -61,6 +61,11 @@ GB18030_SWAPPED = set(
 
 
 HEADER_KR = b"\x1b$)C"
+
+
+# Encodings Python lacks: samples from glibc's iconv (sample name -> glibc
+# name), as the differential tests take it for them (libs/gen/cns.py).
+GLIBC = {"euc_tw": "EUC-TW"}
 
 
 def maps_as_the_codec(codec, ch, data):
@@ -122,10 +127,11 @@ def samples(out_dir, rng):
                for c in SINGLE_BYTE + MULTI_BYTE
                + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"] + UNICODE]
     sampled += [(e.name, e.codec) for e in single_byte_encodings.ENCODINGS]
+    sampled += [(label, strict_vectors.glibc_codec(name)) for label, name in GLIBC.items()]
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
         for label, key in sampled:
             codec = UNICODE_BMP.get(key, key)
-            single = key in SINGLE_BYTE or label != key
+            single = key in SINGLE_BYTE or (label != key and label not in GLIBC)
             encode = first_byte_encoder(codec) if single else lambda text: text.encode(codec)
             chars = []
             for cp in range(0xA0, 0x10000):
