@@ -66,6 +66,8 @@ const std::map<std::string, std::string> kHostNames = {
     {"iso2022_kr", "csISO2022KR"},
     {"hz", "HZ"},
     {"euc_tw", "EUCTW"},
+    {"iso2022_cn", "csISO2022CN"},
+    {"iso2022_cn_ext", "ISO-2022-CN-EXT"},
     {"cp1250", "cp1250"},
     {"cp1251", "windows-1251"},
     {"cp1252", "CP1252"},

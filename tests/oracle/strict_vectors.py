@@ -427,8 +427,14 @@ def main(out_dir):
             write_record(out, b"text", text.encode("utf-16-le"))
             encoded = text.encode(codec)
             write_record(out, b"bytes", encoded)
-            if not any(b in encoded for b in excluded_bytes):
-                write_record(out, b"bytestext", encoded.decode(codec).encode("utf-16-le"))
+            try:
+                if not any(b in encoded for b in excluded_bytes):
+                    write_record(out, b"bytestext", encoded.decode(codec).encode("utf-16-le"))
+            except UnicodeDecodeError:
+                # glibc's ISO-2022-CN cannot read all of its own text back
+                # (libs/gen/cns.py); the text reads back as itself here.
+                assert codec in GLIBC_CODECS
+                write_record(out, b"bytestext", text.encode("utf-16-le"))
             if row["stateful"] or row["bom"]:
                 # Byte sequences of these depend on what came before: damaged
                 # pieces of the codec's own text instead, where the decoder
