@@ -31,6 +31,31 @@ Decoded Step(const unsigned char* s, size_t n) {
   return cp != 0 ? nls::codec::Char(4, cp) : nls::codec::Invalid(4);
 }
 
+// The common text without the loop's bookkeeping, from src[*inOut] and
+// dst[*outOut] on: ASCII and assigned two-byte cells of plane 1. Stops at
+// anything else and when the output is full.
+void Run(const NLS_CodecCall* call, size_t* inOut, size_t* outOut) {
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen, units = call->dstSize / 2;
+  size_t in = *inOut, out = *outOut / 2;
+  while (in < srcLen && out < units) {
+    const unsigned b = src[in];
+    if (b < 0x80) {
+      nls::StoreUnit16(dst + 2 * out++, static_cast<uint16_t>(b));
+      ++in;
+      continue;
+    }
+    if (!IsEucByte(b) || in + 1 == srcLen || !IsEucByte(src[in + 1])) break;
+    const uint32_t cp = CnsCharAt(1, b, src[in + 1]);
+    if (cp == 0 || cp >= 0x10000) break;
+    nls::StoreUnit16(dst + 2 * out++, static_cast<uint16_t>(cp));
+    in += 2;
+  }
+  *inOut = in;
+  *outOut = 2 * out;
+}
+
 }  // namespace
 
 const CnsEncodeMap& CnsMap() {
@@ -54,8 +79,31 @@ const CnsEncodeMap& CnsMap() {
 }
 
 int EucTwDecode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
-  return nls::codec::DecodeLoop<true>(
-      state, call, [](const unsigned char* s, size_t n, NLS_CodecState&) { return Step(s, n); });
+  auto step = [](const unsigned char* s, size_t n, NLS_CodecState&) { return Step(s, n); };
+  if (call->flags & (NLS_CODEC_FLUSH | NLS_CODEC_ONE))
+    return nls::codec::DecodeLoop<true>(state, call, step);
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    Run(call, &in, &out);
+    if (in == call->srcLen) break;
+    // One form (or the end of the room) through the shared loop.
+    NLS_CodecCall single = *call;
+    single.src += in;
+    single.srcLen -= in;
+    single.dst += out;
+    single.dstSize -= out;
+    single.flags |= NLS_CODEC_ONE;
+    result = nls::codec::DecodeLoop<true>(state, &single, step);
+    in += single.srcUsed;
+    out += single.dstLen;
+    call->errorLength = single.errorLength;
+    call->errorContext = single.errorContext;
+    if (result != NLS_CODEC_DONE) break;
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
 }
 
 int EucTwEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {

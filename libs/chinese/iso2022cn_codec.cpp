@@ -94,6 +94,42 @@ Decoded Step(const Iso2022CnSets& sets, const unsigned char* s, size_t n, NLS_Co
   return TwoBytes(sets, st.word[kG1], s, n, 0);
 }
 
+// The common text without the loop's bookkeeping, from src[*inOut] and
+// dst[*outOut] on: ASCII but ESC, SO and the line feed when not shifted,
+// the G1 set's characters when shifted, and SO (with G1 designated) and SI.
+// Stops at anything else and when the output is full; leaves the shift in
+// the state.
+void Run(const Iso2022CnSets& sets, NLS_CodecState* state, const NLS_CodecCall* call, size_t* inOut,
+         size_t* outOut) {
+  const unsigned char* src = call->src;
+  unsigned char* dst = call->dst;
+  const size_t srcLen = call->srcLen, units = call->dstSize / 2;
+  size_t in = *inOut, out = *outOut / 2;
+  const uint32_t g1 = state->word[kG1];
+  uint32_t shift = state->word[kShift];
+  while (in < srcLen) {
+    const unsigned b = src[in];
+    if ((b == kSo && g1 != kNone) || b == kSi) {
+      shift = b == kSo ? kShifted : kAscii;
+      ++in;
+    } else if (shift == kAscii) {
+      if (b >= 0x80 || b == kEsc || b == kSo || b == kLineFeed || out == units) break;
+      nls::StoreUnit16(dst + 2 * out++, static_cast<uint16_t>(b));
+      ++in;
+    } else {
+      if (in + 1 == srcLen || out == units || !IsGlByte(b) || !IsGlByte(src[in + 1])) break;
+      const uint32_t cp =
+          g1 == kGb2312 ? Gb2312(*sets.gb2312, b, src[in + 1]) : CnsCharAt(1, b, src[in + 1]);
+      if (cp == 0 || cp >= 0x10000) break;
+      nls::StoreUnit16(dst + 2 * out++, static_cast<uint16_t>(cp));
+      in += 2;
+    }
+  }
+  state->word[kShift] = shift;
+  *inOut = in;
+  *outOut = 2 * out;
+}
+
 // Where the encoder writes a character: G1 with its set, G2 (plane 2) or G3
 // with its plane; the two bytes.
 struct Target {
@@ -105,10 +141,33 @@ struct Target {
 
 int Iso2022CnDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
   const Iso2022CnSets& sets = SetsOf(codec);
-  return nls::codec::DecodeLoop<false>(
-      state, call, [&sets](const unsigned char* s, size_t n, NLS_CodecState& st) {
-        return Step(sets, s, n, st);
-      });
+  auto step = [&sets](const unsigned char* s, size_t n, NLS_CodecState& st) {
+    return Step(sets, s, n, st);
+  };
+  if (call->flags & (NLS_CODEC_FLUSH | NLS_CODEC_ONE))
+    return nls::codec::DecodeLoop<false>(state, call, step);
+  size_t in = 0, out = 0;
+  int result = NLS_CODEC_DONE;
+  for (;;) {
+    Run(sets, state, call, &in, &out);
+    if (in == call->srcLen) break;
+    // One character, control, shift or escape sequence through the shared loop.
+    NLS_CodecCall single = *call;
+    single.src += in;
+    single.srcLen -= in;
+    single.dst += out;
+    single.dstSize -= out;
+    single.flags |= NLS_CODEC_ONE;
+    result = nls::codec::DecodeLoop<false>(state, &single, step);
+    in += single.srcUsed;
+    out += single.dstLen;
+    call->errorLength = single.errorLength;
+    call->errorContext = single.errorContext;
+    if (result != NLS_CODEC_DONE) break;
+  }
+  call->srcUsed = in;
+  call->dstLen = out;
+  return result;
 }
 
 int Iso2022CnEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {
