@@ -67,6 +67,9 @@ inline const Encoding kJohab{"johab", "JOHAB", nullptr, "JOHAB", 1, IcuSpecial::
 inline const Encoding kHz{"hz", "HZ-GB-2312", "HZ-GB-2312", nullptr, 1, IcuSpecial::kNone};
 inline const Encoding kIso2022Kr{"iso2022kr", "ISO-2022-KR",    "ISO-2022-KR", "ISO-2022-KR",
                                  1,           IcuSpecial::kNone};
+inline const Encoding kEucTw{"euctw", "EUC-TW", nullptr, "EUC-TW", 1, IcuSpecial::kNone};
+inline const Encoding kIso2022Cn{"iso2022cn", "ISO-2022-CN",    "ISO-2022-CN", "ISO-2022-CN",
+                                 1,           IcuSpecial::kNone};
 inline const Encoding kCp1251{"cp1251", "windows-1251",   "windows-1251", "CP1251",
                               1,        IcuSpecial::kNone};
 inline const Encoding kCp1252{"cp1252", "windows-1252",   "windows-1252", "CP1252",
@@ -121,7 +124,7 @@ inline std::vector<Case> AllCases() {
       {"japanese", &kUtf16le},    {"japanese", &kUtf32be},  {"japanese", &kCesu8},
       {"french", &kUtf16},        {"japanese", &kUtf16},    {"japanese", &kUtf32},
       {"french", &kUtf32le},      {"japanese", &kUcs2be},   {"japanese", &kUcs2le},
-      {"japanese", &kEucJis2004},
+      {"japanese", &kEucJis2004}, {"traditional", &kEucTw}, {"chinese", &kIso2022Cn},
   };
   std::vector<Case> cases;
   for (const Source& s : sources) cases.push_back({s.corpus, s.encoding, &kUcs2});

@@ -29,6 +29,10 @@ import random
 import re
 import sys
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
+                                "libs", "gen"))
+import glibc_iconv  # noqa: E402
+
 TARGET_CHARS = 1 << 19  # characters per corpus (English: 512 KiB)
 
 ENGLISH = (
@@ -198,8 +202,8 @@ CORPORA = {
                                            "iso2022jp", "utf16be", "utf16le", "utf32be", "cesu8", "utf16", "utf32",
                                            "ucs2be", "ucs2le", "eucjis2004"]),
     "macroman": (4, MACROMAN, WESTERN, ",", ["macroman", "utf8"]),
-    "chinese": (5, CHINESE, CJK, "，", ["gb2312", "hz", "utf8"]),
-    "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "utf8"]),
+    "chinese": (5, CHINESE, CJK, "，", ["gb2312", "hz", "iso2022cn", "utf8"]),
+    "traditional": (6, TRADITIONAL, CJK, "，", ["big5", "euctw", "utf8"]),
     "korean": (7, KOREAN, WESTERN, ",", ["euckr", "iso2022kr", "johab", "utf8"]),
     "russian": (8, RUSSIAN, WESTERN, ",", ["cp1251", "koi8r", "maccyrillic", "ibm855", "utf8"]),
 }
@@ -260,6 +264,13 @@ def manual_pages(directory, encodings):
     return "".join(lines)
 
 
+def glibc_text(text, name):
+    data, used, err = glibc_iconv.Converter(name, "UTF-32LE").convert(text.encode("utf-32-le"))
+    if err:
+        raise UnicodeEncodeError(name, text, used // 4, used // 4 + 1, "not in glibc's " + name)
+    return data
+
+
 ENCODERS = {
     "utf8": lambda t: t.encode("utf-8"),
     "latin1": lambda t: t.encode("latin-1"),
@@ -288,6 +299,9 @@ ENCODERS = {
     "iso2022kr": lambda t: t.encode("iso2022_kr"),
     "johab": lambda t: t.encode("johab"),
     "hz": lambda t: t.encode("hz"),
+    # Python lacks these: glibc's iconv writes them.
+    "iso2022cn": lambda t: glibc_text(t, "ISO-2022-CN"),
+    "euctw": lambda t: glibc_text(t, "EUC-TW"),
     "cp1251": lambda t: t.encode("cp1251"),
     "koi8r": lambda t: t.encode("koi8_r"),
     "cp1252": lambda t: t.encode("cp1252"),

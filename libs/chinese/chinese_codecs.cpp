@@ -20,7 +20,9 @@
 
 #include <new>
 
+#include "chinese/euctw_codec.h"
 #include "chinese/hz_codec.h"
+#include "chinese/iso2022cn_codec.h"
 
 namespace nls_chinese {
 namespace {
@@ -4896,6 +4898,9 @@ const NLS_Codec kCodecs[] = {
     {"windows-950", NLS_MultiByteDecode, NLS_MultiByteEncode, &kWindows950Table, 2, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
     {"Big5-HKSCS", NLS_MultiByteDecode, NLS_MultiByteEncode, &kBig5HkscsTable, 4, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER | NLS_CODEC_STATEFUL_ENCODER},
     {"HZ-GB-2312", HzDecode, HzEncode, &kGb2312Table, 4, NLS_CODEC_STATEFUL_ENCODER},
+    {"EUC-TW", EucTwDecode, EucTwEncode, &kCnsChars, 4, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATELESS_DECODER},
+    {"ISO-2022-CN", Iso2022CnDecode, Iso2022CnEncode, &kIso2022CnSets, 8, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER},
+    {"ISO-2022-CN-EXT", Iso2022CnDecode, Iso2022CnEncode, &kIso2022CnExtSets, 8, NLS_CODEC_RESYNC_AT_LINE_FEED | NLS_CODEC_STATEFUL_ENCODER},
     {nullptr, nullptr, nullptr, nullptr, 0, 0},
 };
 
@@ -4961,6 +4966,30 @@ NLS_EXPORT TEncodingConverter* NEWHZTOUNICODEENCODINGCONVERTER(void) {
 
 NLS_EXPORT TEncodingConverter* NEWUNICODETOHZENCODINGCONVERTER(void) {
   return new (std::nothrow) TCodecConverter(&kCodecs[6], "ISO-10646-UCS-2", "HZ-GB-2312", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWEUCTWTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[7], "EUC-TW", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOEUCTWENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[7], "ISO-10646-UCS-2", "EUC-TW", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022CNTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[8], "ISO-2022-CN", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022CNENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[8], "ISO-10646-UCS-2", "ISO-2022-CN", 1);
+}
+
+NLS_EXPORT TEncodingConverter* NEWISO2022CNEXTTOUNICODEENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[9], "ISO-2022-CN-EXT", "ISO-10646-UCS-2", 0);
+}
+
+NLS_EXPORT TEncodingConverter* NEWUNICODETOISO2022CNEXTENCODINGCONVERTER(void) {
+  return new (std::nothrow) TCodecConverter(&kCodecs[9], "ISO-10646-UCS-2", "ISO-2022-CN-EXT", 1);
 }
 
 }  // extern "C"

@@ -30,6 +30,7 @@ import os
 import sys
 
 import cjk_peers
+import cns
 import oracle
 import registry_files
 
@@ -595,7 +596,7 @@ def library_sources(lib):
     encodings, hand_written = members()
     own = [e for e in encodings if e.library == lib]
     encs = own + [e for e in ENCODINGS if e.name in BORROWED.get(lib, [])]
-    hands = [h for h in hand_written if h[0] == lib]
+    hands = [h for h in hand_written + cns.CODECS if h[0] == lib]
     pool = Pool()
     # Encodings with more pairs first, so that the rows of a smaller one are
     # found inside those of a larger one that extends it.

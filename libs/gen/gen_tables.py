@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Writes every generated file of the project from one description of the
 encodings: the built-in encodings (builtin.py), the converter libraries
-(table_libraries.py, cjk.py, unicode.py, single_byte_encodings.py,
+(table_libraries.py, cjk.py, cns.py, unicode.py, single_byte_encodings.py,
 jisx0213.py), and the
 sections of the shipped registry files that name them (registry_files.py).
 It also writes, for the tests, what each
@@ -25,6 +25,7 @@ sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 
 import builtin  # noqa: E402
 import cjk  # noqa: E402
+import cns  # noqa: E402
 import jisx0213  # noqa: E402
 import registry_files  # noqa: E402
 import single_byte_encodings  # noqa: E402
@@ -35,7 +36,7 @@ import unicode  # noqa: E402
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 # Every group of encodings, in the order of their registry-file sections.
-GROUPS = [builtin, cjk, table_libraries, unicode, single_byte_encodings, jisx0213]
+GROUPS = [builtin, cjk, cns, table_libraries, unicode, single_byte_encodings, jisx0213]
 # Generators of other tables.
 TABLES = [transliteration]
 

@@ -11,7 +11,7 @@ encoding is tested by adding its row.
 
 class Oracle:
     def __init__(self, name, python=None, glibc=None, icu=None, stateful=False, bom=False,
-                 differences=None):
+                 differences=None, reference=None):
         self.name = name          # canonical name (what NLS_IconvOpen is given)
         self.python = python      # Python codec name, or None
         self.glibc = glibc        # glibc iconv name, or None
@@ -28,10 +28,13 @@ class Oracle:
         # elsewhere, so the tests read this library's output back rather
         # than compare it with the peer's.
         self.differences = differences or {}
+        # "glibc": no Python codec; the reference data comes from glibc's
+        # iconv (tests/oracle/strict_vectors.py).
+        self.reference = reference
 
     def row(self):
         return {"name": self.name, "python": self.python, "glibc": self.glibc, "icu": self.icu,
-                "stateful": self.stateful, "bom": self.bom,
+                "stateful": self.stateful, "bom": self.bom, "reference": self.reference,
                 "differences": {peer: {"chars": d.get("chars", []),
                                        "bytes": [b.hex() for b in d.get("bytes", [])],
                                        "ends": d.get("ends", False),

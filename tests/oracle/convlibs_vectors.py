@@ -28,7 +28,7 @@ import random
 import struct
 import sys
 
-import strict_vectors  # noqa: F401 (registers the oracle's x_user_defined codec)
+import strict_vectors  # registers the oracle's x_user_defined codec; glibc's codecs
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.dirname(
     os.path.abspath(__file__)))), "libs", "gen"))
@@ -69,6 +69,11 @@ JISX0213_PLANE_2 = {0xA1, 0xA3, 0xA4, 0xA5, 0xA8} | set(range(0xAC, 0xB0)) | set
 HEADER_KR = b"\x1b$)C"
 
 
+# Encodings Python lacks: samples from glibc's iconv (sample name -> glibc
+# name), as the differential tests take it for them (libs/gen/cns.py).
+GLIBC = {"euc_tw": "EUC-TW", "iso2022_cn": "ISO-2022-CN", "iso2022_cn_ext": "ISO-2022-CN-EXT"}
+
+
 def maps_as_the_codec(codec, ch, data):
     if codec.startswith("euc_jis"):  # JIS X 0212 after 0x8F is not JIS X 0213
         return data[0] != 0x8F or data[1] in JISX0213_PLANE_2
@@ -78,6 +83,12 @@ def maps_as_the_codec(codec, ch, data):
         return data[0] not in (0xED, 0xEE)
     if codec == "gb18030":
         return ch not in GB18030_SWAPPED
+    if codec == "x_nls_glibc_euc_tw":
+        return not data.startswith(b"\x8e\xaf")  # glibc's plane 15, left out here
+    if codec.startswith("x_nls_glibc_iso_2022_cn"):
+        # GB2312 only: with other sets glibc places shifts and designations
+        # otherwise (libs/gen/cns.py); the differential tests cover them.
+        return data.startswith(b"\x1b$)A")
     return True
 
 
@@ -133,10 +144,11 @@ def samples(out_dir, rng):
                + ["iso2022_jp", "iso2022_jp_1", "iso2022_jp_2", "iso2022_kr", "hz"]
                + ["iso2022_jp_3", "iso2022_jp_2004", "iso2022_jp_ext"] + UNICODE]
     sampled += [(e.name, e.codec) for e in single_byte_encodings.ENCODINGS]
+    sampled += [(label, strict_vectors.glibc_codec(name)) for label, name in GLIBC.items()]
     with open(f"{out_dir}/convlibs_samples", "wb") as f:
         for label, key in sampled:
             codec = UNICODE_BMP.get(key, key)
-            single = key in SINGLE_BYTE or label != key
+            single = key in SINGLE_BYTE or (label != key and label not in GLIBC)
             encode = first_byte_encoder(codec) if single else lambda text: text.encode(codec)
             chars = []
             for cp in range(0xA0, 0x10000):

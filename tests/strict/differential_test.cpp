@@ -149,7 +149,15 @@ TEST_P(GlibcIconv, AgreesOnTextBothWays) {
       text.insert(text.end(), {static_cast<unsigned char>(u), 0});
   }
   const Outcome ours = Convert(Ours(), name(), kPivot, text);
-  ExpectSame("encoding", ours, Convert(Glibc(), peer, "UTF-16LE", text));
+  const Outcome theirs = Convert(Glibc(), peer, "UTF-16LE", text);
+  if (e.glibcBytesDiffer) {
+    // The same text with shifts and escape sequences placed otherwise (the
+    // oracle row says why): glibc reads ours back as the text.
+    EXPECT_EQ(ours.error, theirs.error) << Describe(ours) << "; glibc " << Describe(theirs);
+    EXPECT_EQ(Convert(Glibc(), "UTF-16LE", peer, ours.output).output, text) << "glibc reading ours";
+  } else {
+    ExpectSame("encoding", ours, theirs);
+  }
   ExpectSame("decoding", Convert(Ours(), kPivot, name(), ours.output),
              Convert(Glibc(), "UTF-16LE", peer, ours.output));
   if (Has("valid")) {
@@ -202,7 +210,15 @@ TEST_P(GlibcIconv, AgreesOnCharactersTheTargetLacks) {
     for (size_t k = 0; k < run; ++k) text.insert(text.end(), {'a', 0});
     AppendUtf16(&text, cp);
     const Outcome ours = Convert(Ours(), name(), kPivot, text);
-    const Outcome theirs = Convert(Glibc(), e.glibc.c_str(), "UTF-16LE", text);
+    Outcome theirs = Convert(Glibc(), e.glibc.c_str(), "UTF-16LE", text);
+    // Spelled otherwise: the same stop, and glibc reads ours as what it
+    // converted (its count of irreversible conversions aside).
+    if (e.glibcBytesDiffer && ours.error == theirs.error && ours.stop == theirs.stop &&
+        Convert(Glibc(), "UTF-16LE", e.glibc.c_str(), ours.output).output ==
+            Convert(Glibc(), "UTF-16LE", e.glibc.c_str(), theirs.output).output) {
+      theirs.output = ours.output;
+      theirs.irreversible = ours.irreversible;
+    }
     if (!(ours == theirs) && ++mismatches <= 5)
       ADD_FAILURE() << name() << ": U+" << std::hex << cp << std::dec << ": ours " << Describe(ours)
                     << "; glibc " << Describe(theirs);

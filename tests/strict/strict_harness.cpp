@@ -146,6 +146,7 @@ std::vector<EncodingCase> Load() {
     c.stateful = f[4].find("stateful") != std::string::npos;
     c.bom = f[4].find("bom") != std::string::npos;
     c.pythonBytesDiffer = f[4].find("python-bytes-differ") != std::string::npos;
+    c.glibcBytesDiffer = f[4].find("glibc-bytes-differ") != std::string::npos;
     c.file = "strict/" + std::to_string(cases.size()) + ".bin";
     cases.push_back(std::move(c));
   }

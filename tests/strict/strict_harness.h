@@ -55,7 +55,7 @@ std::string Hex(const Bytes& bytes);
 // One encoding of the oracle rows, with its reference data.
 struct EncodingCase {
   std::string name, python, glibc, icu;
-  bool stateful = false, bom = false, pythonBytesDiffer = false;
+  bool stateful = false, bom = false, pythonBytesDiffer = false, glibcBytesDiffer = false;
   // peer -> characters and byte sequences that differ by a documented choice
   std::map<std::string, std::set<uint32_t>> differingChars;
   std::map<std::string, std::vector<Bytes>> differingBytes;
