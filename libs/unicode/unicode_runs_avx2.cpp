@@ -8,8 +8,12 @@
 #if defined(__x86_64__) && defined(__GNUC__)
 #include <immintrin.h>
 
+#if defined(__clang__)
+#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#else
 #pragma GCC push_options
 #pragma GCC target("avx2")
+#endif
 
 namespace nls_unicode {
 namespace {
@@ -102,5 +106,9 @@ size_t WidenUnitsAvx2(unsigned char* dst, const unsigned char* src, size_t units
 
 }  // namespace nls_unicode
 
+#if defined(__clang__)
+#pragma clang attribute pop
+#else
 #pragma GCC pop_options
+#endif
 #endif
