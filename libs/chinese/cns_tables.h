@@ -14,7 +14,7 @@ constexpr uint32_t kCnsCells = 94 * 94;  // per plane
 // + c: a character of the BMP, or the low 16 bits of one in U+20000-U+2FFFF
 // (its bit in kCnsSupplementary set), or 0 where the cell is empty.
 extern const uint16_t kCnsChars[kCnsPlanes * kCnsCells];
-extern const uint8_t kCnsSupplementary[kCnsPlanes * kCnsCells / 8];
+extern const uint8_t kCnsSupplementary[(kCnsPlanes * kCnsCells + 7) / 8];
 
 // A character whose code is not its first cell: that cell's index + 1, or 0
 // when it has no code.

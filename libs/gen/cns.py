@@ -125,14 +125,14 @@ def sources():
          "// + c: a character of the BMP, or the low 16 bits of one in U+20000-U+2FFFF\n"
          "// (its bit in kCnsSupplementary set), or 0 where the cell is empty.\n",
          "extern const uint16_t kCnsChars[kCnsPlanes * kCnsCells];\n",
-         "extern const uint8_t kCnsSupplementary[kCnsPlanes * kCnsCells / 8];\n\n",
+         "extern const uint8_t kCnsSupplementary[(kCnsPlanes * kCnsCells + 7) / 8];\n\n",
          "// A character whose code is not its first cell: that cell's index + 1, or 0\n"
          "// when it has no code.\n",
          "struct CnsOverride {\n  uint32_t cp;\n  uint32_t cell;\n};\n",
          "extern const CnsOverride kCnsOverrides[];\n",
          "extern const uint32_t kCnsOverrideCount;\n\n",
          "}  // namespace nls_chinese\n\n#endif  // NLSCNV_LIBS_CHINESE_CNS_TABLES_H\n"]
-    bits = [0] * (PLANES * CELLS // 8)
+    bits = [0] * ((PLANES * CELLS + 7) // 8)
     for i, cp in enumerate(t.chars):
         if cp >= 0x10000:
             bits[i >> 3] |= 1 << (i & 7)
@@ -141,7 +141,7 @@ def sources():
          "#include \"chinese/cns_tables.h\"\n\nnamespace nls_chinese {\n\n",
          "const uint16_t kCnsChars[kCnsPlanes * kCnsCells] = {\n",
          rows_text([cp & 0xFFFF for cp in t.chars], 16, "0x{:04x}"), "};\n\n",
-         "const uint8_t kCnsSupplementary[kCnsPlanes * kCnsCells / 8] = {\n",
+         "const uint8_t kCnsSupplementary[(kCnsPlanes * kCnsCells + 7) / 8] = {\n",
          rows_text(bits, 16, "0x{:02x}"), "};\n\n",
          "const CnsOverride kCnsOverrides[] = {\n",
          rows_text([f"{{0x{cp:x}, {cell}}}" for cp, cell in t.overrides], 6, "{}")
