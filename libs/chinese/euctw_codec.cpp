@@ -80,30 +80,12 @@ const CnsEncodeMap& CnsMap() {
 
 int EucTwDecode(const NLS_Codec*, NLS_CodecState* state, NLS_CodecCall* call) {
   auto step = [](const unsigned char* s, size_t n, NLS_CodecState&) { return Step(s, n); };
-  if (call->flags & (NLS_CODEC_FLUSH | NLS_CODEC_ONE))
-    return nls::codec::DecodeLoop<true>(state, call, step);
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    Run(call, &in, &out);
-    if (in == call->srcLen) break;
-    // One form (or the end of the room) through the shared loop.
-    NLS_CodecCall single = *call;
-    single.src += in;
-    single.srcLen -= in;
-    single.dst += out;
-    single.dstSize -= out;
-    single.flags |= NLS_CODEC_ONE;
-    result = nls::codec::DecodeLoop<true>(state, &single, step);
-    in += single.srcUsed;
-    out += single.dstLen;
-    call->errorLength = single.errorLength;
-    call->errorContext = single.errorContext;
-    if (result != NLS_CODEC_DONE) break;
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [](NLS_CodecState&, const NLS_CodecCall& c, size_t* in, size_t* out) { Run(&c, in, out); },
+      [state, &step](NLS_CodecCall* one) {
+        return nls::codec::DecodeLoop<true>(state, one, step);
+      });
 }
 
 int EucTwEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {

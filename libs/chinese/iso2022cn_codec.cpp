@@ -144,30 +144,14 @@ int Iso2022CnDecode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall
   auto step = [&sets](const unsigned char* s, size_t n, NLS_CodecState& st) {
     return Step(sets, s, n, st);
   };
-  if (call->flags & (NLS_CODEC_FLUSH | NLS_CODEC_ONE))
-    return nls::codec::DecodeLoop<false>(state, call, step);
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    Run(sets, state, call, &in, &out);
-    if (in == call->srcLen) break;
-    // One character, control, shift or escape sequence through the shared loop.
-    NLS_CodecCall single = *call;
-    single.src += in;
-    single.srcLen -= in;
-    single.dst += out;
-    single.dstSize -= out;
-    single.flags |= NLS_CODEC_ONE;
-    result = nls::codec::DecodeLoop<false>(state, &single, step);
-    in += single.srcUsed;
-    out += single.dstLen;
-    call->errorLength = single.errorLength;
-    call->errorContext = single.errorContext;
-    if (result != NLS_CODEC_DONE) break;
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [&sets](NLS_CodecState& st, const NLS_CodecCall& c, size_t* in, size_t* out) {
+        Run(sets, &st, &c, in, out);
+      },
+      [state, &step](NLS_CodecCall* one) {
+        return nls::codec::DecodeLoop<false>(state, one, step);
+      });
 }
 
 int Iso2022CnEncode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {

@@ -230,30 +230,14 @@ int Iso2022Jp3Decode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCal
   auto step = [&sets](const unsigned char* s, size_t n, NLS_CodecState& st) {
     return Step(sets, s, n, st);
   };
-  if (call->flags & NLS_CODEC_FLUSH) return nls::codec::DecodeLoop<false>(state, call, step);
-  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    if (!one) Run(sets, state->word[0], call, &in, &out);
-    if (in == call->srcLen) break;
-    // One character, control or escape sequence through the shared loop.
-    NLS_CodecCall single = *call;
-    single.src += in;
-    single.srcLen -= in;
-    single.dst += out;
-    single.dstSize -= out;
-    single.flags |= NLS_CODEC_ONE;
-    result = nls::codec::DecodeLoop<false>(state, &single, step);
-    in += single.srcUsed;
-    out += single.dstLen;
-    call->errorLength = single.errorLength;
-    call->errorContext = single.errorContext;
-    if (result != NLS_CODEC_DONE || one) break;
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [&sets](NLS_CodecState& st, const NLS_CodecCall& c, size_t* in, size_t* out) {
+        Run(sets, st.word[0], &c, in, out);
+      },
+      [state, &step](NLS_CodecCall* one) {
+        return nls::codec::DecodeLoop<false>(state, one, step);
+      });
 }
 
 int Iso2022Jp3Encode(const NLS_Codec* codec, NLS_CodecState* state, NLS_CodecCall* call) {

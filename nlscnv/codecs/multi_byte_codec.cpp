@@ -291,33 +291,17 @@ void DecodeRun(const NLS_MultiByteTable& t, const NLS_CodecCall* call, size_t* i
 
 template <uint32_t form>
 int Decode(const NLS_MultiByteTable& t, NLS_CodecState* state, NLS_CodecCall* call) {
-  if (call->flags & NLS_CODEC_FLUSH) return nls::codec::FlushNothing(state, call);
-  const bool one = (call->flags & NLS_CODEC_ONE) != 0;
-  size_t in = 0, out = 0;
-  int result = NLS_CODEC_DONE;
-  for (;;) {
-    if (!one) DecodeRun<form>(t, call, &in, &out);
-    if (in == call->srcLen) break;
-    // One character (or the failure at it) through the shared loop.
-    NLS_CodecCall step = *call;
-    step.src += in;
-    step.srcLen -= in;
-    step.dst += out;
-    step.dstSize -= out;
-    step.flags |= NLS_CODEC_ONE;
-    result = nls::codec::DecodeLoop<true>(state, &step,
-                                          [&t](const unsigned char* s, size_t n, NLS_CodecState&) {
-                                            return DecodeStep<form>(t, s, n);
-                                          });
-    in += step.srcUsed;
-    out += step.dstLen;
-    call->errorLength = step.errorLength;
-    call->errorContext = step.errorContext;
-    if (result != NLS_CODEC_DONE || one) break;
-  }
-  call->srcUsed = in;
-  call->dstLen = out;
-  return result;
+  return nls::codec::RunsAndSteps(
+      state, call,
+      [&t](NLS_CodecState&, const NLS_CodecCall& c, size_t* in, size_t* out) {
+        DecodeRun<form>(t, &c, in, out);
+      },
+      [&t, state](NLS_CodecCall* one) {
+        return nls::codec::DecodeLoop<true>(
+            state, one, [&t](const unsigned char* s, size_t n, NLS_CodecState&) {
+              return DecodeStep<form>(t, s, n);
+            });
+      });
 }
 
 // ---- Encoding -------------------------------------------------------------------
